@@ -1,0 +1,33 @@
+# Adds every direct subdirectory of DIR that has a CMakeLists.txt, in name order.
+function(vellum_add_subdirectories dir)
+  file(GLOB children LIST_DIRECTORIES true "${PROJECT_SOURCE_DIR}/${dir}/*")
+  list(SORT children)
+  foreach(child IN LISTS children)
+    if(IS_DIRECTORY "${child}" AND EXISTS "${child}/CMakeLists.txt")
+      add_subdirectory("${child}")
+    endif()
+  endforeach()
+endfunction()
+
+# vellum_add_library(NAME SOURCES... [DEPENDS libs...])
+# A static library of one subsystem. Headers are included by their path under
+# src/ ("core/exception.h"), so every library exposes src/ to its users.
+function(vellum_add_library name)
+  cmake_parse_arguments(ARG "" "" "SOURCES;DEPENDS" ${ARGN})
+  add_library(${name} STATIC ${ARG_SOURCES})
+  target_include_directories(${name} PUBLIC ${PROJECT_SOURCE_DIR}/src)
+  if(ARG_DEPENDS)
+    target_link_libraries(${name} PUBLIC ${ARG_DEPENDS})
+  endif()
+endfunction()
+
+# vellum_add_test(NAME SOURCES... [DEPENDS libs...])
+# One GoogleTest binary; each TEST becomes its own ctest entry.
+function(vellum_add_test name)
+  cmake_parse_arguments(ARG "" "" "SOURCES;DEPENDS" ${ARGN})
+  add_executable(${name} ${ARG_SOURCES})
+  target_include_directories(${name} PRIVATE ${PROJECT_SOURCE_DIR}/src ${PROJECT_SOURCE_DIR}/tests)
+  target_link_libraries(${name} PRIVATE ${ARG_DEPENDS} GTest::gtest GTest::gtest_main)
+  gtest_discover_tests(${name} DISCOVERY_TIMEOUT 60
+    PROPERTIES ENVIRONMENT "VELLUM_SOURCE_DIR=${PROJECT_SOURCE_DIR};VELLUM_BINARY_DIR=${PROJECT_BINARY_DIR}")
+endfunction()
