@@ -1,0 +1,32 @@
+#include "cli/command_table.h"
+
+#include <utility>
+
+#include "tpcl/printer_commands.h"
+
+namespace Corvane::Vellum {
+namespace {
+
+// One line per command; a new command is one more line here.
+const std::pair<const char*, void (*)(Printer&, const Arguments&)> kCommands[] = {
+    {"feedlabel", Commands::FeedLabel},
+    {"getstatus", Commands::GetStatus},
+    {"rawtpcl", Commands::RawTPCL},
+    {"setfineadjustments", Commands::SetFineAdjustments},
+    {"setipv4", Commands::SetIPV4},
+    {"setport", Commands::SetPort},
+    {"testlabel", Commands::TestLabel},
+    {"tpcl", Commands::TPCL},
+};
+
+CommandTable BuildCommandTable() {
+  CommandTable table;
+  for (const auto& [name, handler] : kCommands) table.emplace(name, handler);
+  return table;
+}
+
+}  // namespace
+
+const CommandTable kCommandTable = BuildCommandTable();
+
+}  // namespace Corvane::Vellum
