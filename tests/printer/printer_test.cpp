@@ -1,9 +1,6 @@
 #include "printer/printer.h"
 
-#include <fcntl.h>
 #include <gtest/gtest.h>
-#include <signal.h>
-#include <termios.h>
 #include <unistd.h>
 
 #include <array>
@@ -14,11 +11,13 @@
 
 #include "core/exception.h"
 #include "support/printer_stand_in.h"
+#include "support/pseudo_terminal.h"
 
 namespace Corvane::Vellum {
 namespace {
 
 using ::Vellum::Testing::PrinterStandIn;
+using ::Vellum::Testing::PseudoTerminal;
 
 template <typename Operation>
 std::string MessageOf(Operation operation) {
@@ -29,51 +28,6 @@ std::string MessageOf(Operation operation) {
   }
   return "(no exception)";
 }
-
-// A pseudo-terminal in raw mode, so bytes pass both ways unchanged.
-class PseudoTerminal {
- public:
-  PseudoTerminal() {
-    // Opening the terminal may make it this process's controlling terminal;
-    // its hang-up when the master closes must not end the test.
-    signal(SIGHUP, SIG_IGN);
-    master_ = posix_openpt(O_RDWR | O_NOCTTY);
-    EXPECT_GE(master_, 0);
-    EXPECT_EQ(grantpt(master_), 0);
-    EXPECT_EQ(unlockpt(master_), 0);
-    path_ = ptsname(master_);
-    const int slave = open(path_.c_str(), O_RDWR | O_NOCTTY);
-    termios settings{};
-    tcgetattr(slave, &settings);
-    cfmakeraw(&settings);
-    tcsetattr(slave, TCSANOW, &settings);
-    // Holding the slave open keeps the settings until the printer opens it.
-    slave_ = slave;
-  }
-  ~PseudoTerminal() {
-    close(slave_);
-    close(master_);
-  }
-  const std::string& Path() const { return path_; }
-  std::string Read(std::size_t size) {
-    std::string bytes(size, '\0');
-    std::size_t filled = 0;
-    while (filled < size) {
-      const ssize_t count = read(master_, bytes.data() + filled, size - filled);
-      if (count <= 0) break;
-      filled += static_cast<std::size_t>(count);
-    }
-    return bytes.substr(0, filled);
-  }
-  void Write(const std::string& bytes) {
-    EXPECT_EQ(write(master_, bytes.data(), bytes.size()), static_cast<ssize_t>(bytes.size()));
-  }
-
- private:
-  int master_ = -1;
-  int slave_ = -1;
-  std::string path_;
-};
 
 TEST(PrinterFromName, DashIsStandardOutput) {
   Printer printer = Printer::FromName("-");
