@@ -94,7 +94,8 @@ int RunCommandLine(int argc, const char* const argv[], const CommandTable& comma
     WriteUsage(std::cout, programName);
     return 0;
   }
-  // Commands that need no printer are recognised here, as the first word only.
+  // A command that needs no printer is matched here, as the first word only,
+  // and run through RunPrinterlessCommand; from here on a printer is chosen.
   if ((first == "-p" || first == "-n") && arguments.size() == 1) {
     std::cerr << "Missing argument after '" << first << "'" << std::endl;
     return 1;
