@@ -8,16 +8,18 @@ namespace Corvane::Vellum {
 namespace {
 
 // One line per command; a new command is one more line here.
+// clang-format off
 const std::pair<const char*, void (*)(Printer&, const Arguments&)> kCommands[] = {
-    {"feedlabel", Commands::FeedLabel},
-    {"getstatus", Commands::GetStatus},
-    {"rawtpcl", Commands::RawTPCL},
+    {"feedlabel",          Commands::FeedLabel},
+    {"getstatus",          Commands::GetStatus},
+    {"rawtpcl",            Commands::RawTPCL},
     {"setfineadjustments", Commands::SetFineAdjustments},
-    {"setipv4", Commands::SetIPV4},
-    {"setport", Commands::SetPort},
-    {"testlabel", Commands::TestLabel},
-    {"tpcl", Commands::TPCL},
+    {"setipv4",            Commands::SetIPV4},
+    {"setport",            Commands::SetPort},
+    {"testlabel",          Commands::TestLabel},
+    {"tpcl",               Commands::TPCL},
 };
+// clang-format on
 
 CommandTable BuildCommandTable() {
   CommandTable table;

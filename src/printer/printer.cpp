@@ -76,7 +76,9 @@ Printer::~Printer() {
 }
 
 Printer Printer::FromName(const std::string& name) {
-  if (name == "-") return Printer("stdout", [] { return STDOUT_FILENO; }, [](int) {});
+  if (name == "-")
+    return Printer(
+        "stdout", [] { return STDOUT_FILENO; }, [](int) {});
   if (name.starts_with('/')) return FromDevicePath(name);
 
   // Each queue's device URI is parsed as the walk reaches it, so a malformed

@@ -46,8 +46,7 @@ std::string LowestBytes(const std::string& bytes, std::size_t length) {
 template <typename Unsigned>
 void FormatNumber(std::ostream& output, std::string_view placeholder, Unsigned pattern,
                   bool negative, Unsigned magnitude) {
-  if (placeholder.find('/') != std::string_view::npos)
-    throw CommandException("Unsupported format");
+  if (placeholder.find('/') != std::string_view::npos) throw CommandException("Unsupported format");
   if (placeholder.empty()) return;
   const std::size_t length = placeholder.size();
   const char last = placeholder.back();
@@ -94,8 +93,7 @@ bool ULargeIntegerArgument::Format(std::ostream& output, std::string_view placeh
 }
 
 bool USmallIntegerArgument::Format(std::ostream& output, std::string_view placeholder) const {
-  if (placeholder.find('/') != std::string_view::npos)
-    throw CommandException("Unsupported format");
+  if (placeholder.find('/') != std::string_view::npos) throw CommandException("Unsupported format");
   if (placeholder.empty()) return Good(output);
   const std::size_t length = placeholder.size();
   const std::string byte(1, static_cast<char>(value_));
@@ -132,7 +130,8 @@ bool CharacterArgument::Format(std::ostream& output, std::string_view) const {
 bool StringArgument::Format(std::ostream& output, std::string_view placeholder) const {
   const std::uint64_t maximum = MaximumLength(placeholder);
   const std::size_t count =
-      maximum == 0 ? value_.size() : static_cast<std::size_t>(std::min<std::uint64_t>(maximum, value_.size()));
+      maximum == 0 ? value_.size()
+                   : static_cast<std::size_t>(std::min<std::uint64_t>(maximum, value_.size()));
   output.write(value_.data(), static_cast<std::streamsize>(count));
   return Good(output);
 }
@@ -141,7 +140,8 @@ bool BufferArgument::Format(std::ostream& output, std::string_view placeholder) 
   if (value_.empty()) return Good(output);
   const std::uint64_t maximum = MaximumLength(placeholder);
   const std::size_t count =
-      maximum == 0 ? value_.size() : static_cast<std::size_t>(std::min<std::uint64_t>(maximum, value_.size()));
+      maximum == 0 ? value_.size()
+                   : static_cast<std::size_t>(std::min<std::uint64_t>(maximum, value_.size()));
   output.write(reinterpret_cast<const char*>(value_.data()), static_cast<std::streamsize>(count));
   return Good(output);
 }

@@ -35,7 +35,8 @@ void FormatTPCLCommand(std::ostream& output, std::string_view commandTemplate,
     literalStart = position + static_cast<std::size_t>(match->length());
     if (!arguments[index]->Format(output, match->str())) return;
   }
-  output.write(text.data() + literalStart, static_cast<std::streamsize>(text.size() - literalStart));
+  output.write(text.data() + literalStart,
+               static_cast<std::streamsize>(text.size() - literalStart));
 }
 
 std::string FrameTPCLCommand(std::string_view commandTemplate, const ArgumentList& arguments) {

@@ -13,8 +13,8 @@ struct EscapeEntry {
 };
 
 constexpr EscapeEntry kEscapes[] = {
-    {'0', '\0'},   {'\\', '\\'}, {'"', '"'},   {'a', '\a'}, {'b', '\b'}, {'e', '\x1B'},
-    {'f', '\f'},   {'n', '\n'},  {'r', '\r'},  {'t', '\t'}, {'v', '\v'},
+    {'0', '\0'}, {'\\', '\\'}, {'"', '"'},  {'a', '\a'}, {'b', '\b'}, {'e', '\x1B'},
+    {'f', '\f'}, {'n', '\n'},  {'r', '\r'}, {'t', '\t'}, {'v', '\v'},
 };
 
 int HexValue(char c) {
@@ -36,8 +36,8 @@ std::string Unescape(std::string_view text) {
   const std::string input(text);
   std::string output;
   std::size_t copied = 0;
-  for (std::sregex_iterator match(input.begin(), input.end(), EscapePattern()), end;
-       match != end; ++match) {
+  for (std::sregex_iterator match(input.begin(), input.end(), EscapePattern()), end; match != end;
+       ++match) {
     const auto position = static_cast<std::size_t>(match->position());
     output.append(input, copied, position - copied);
     copied = position + static_cast<std::size_t>(match->length());

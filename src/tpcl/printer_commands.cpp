@@ -99,11 +99,11 @@ auto ParseArgument(const char* name, Parse parse) {
 }
 
 void SendAddress(Printer& printer, const char* commandTemplate, const Octets& octets) {
-  SendTPCLCommand(printer, commandTemplate,
-                  {std::make_shared<UIntegerArgument>(octets[0]),
-                   std::make_shared<UIntegerArgument>(octets[1]),
-                   std::make_shared<UIntegerArgument>(octets[2]),
-                   std::make_shared<UIntegerArgument>(octets[3])});
+  SendTPCLCommand(
+      printer, commandTemplate,
+      {std::make_shared<UIntegerArgument>(octets[0]), std::make_shared<UIntegerArgument>(octets[1]),
+       std::make_shared<UIntegerArgument>(octets[2]),
+       std::make_shared<UIntegerArgument>(octets[3])});
 }
 
 // Converted as std::stoi does; a port of more than five digits is cut to its
@@ -135,10 +135,11 @@ void FeedLabel(Printer& printer, const Arguments& arguments) {
     else
       throw InvalidArgumentException("option", option);
   }
-  SendTPCLCommand(printer, "T;abcde",
-                  {std::make_shared<IntegerArgument>(sensor), std::make_shared<IntegerArgument>(cut),
-                   std::make_shared<StringArgument>(strip ? "D" : "C"),
-                   std::make_shared<IntegerArgument>(3), std::make_shared<IntegerArgument>(ribbon)});
+  SendTPCLCommand(
+      printer, "T;abcde",
+      {std::make_shared<IntegerArgument>(sensor), std::make_shared<IntegerArgument>(cut),
+       std::make_shared<StringArgument>(strip ? "D" : "C"), std::make_shared<IntegerArgument>(3),
+       std::make_shared<IntegerArgument>(ribbon)});
 }
 
 void GetStatus(Printer& printer, const Arguments& arguments) {
@@ -184,10 +185,10 @@ void SetFineAdjustments(Printer& printer, const Arguments& arguments) {
       throw ArgumentOutOfRangeException(range.name, tenths[i] / 10.0, range.minimum / 10.0,
                                         range.maximum / 10.0);
   }
-  SendTPCLCommand(printer, "AX;+bbb,+ddd,+ff",
-                  {std::make_shared<IntegerArgument>(tenths[0]),
-                   std::make_shared<IntegerArgument>(tenths[1]),
-                   std::make_shared<IntegerArgument>(tenths[2])});
+  SendTPCLCommand(
+      printer, "AX;+bbb,+ddd,+ff",
+      {std::make_shared<IntegerArgument>(tenths[0]), std::make_shared<IntegerArgument>(tenths[1]),
+       std::make_shared<IntegerArgument>(tenths[2])});
 }
 
 void SetIPV4(Printer& printer, const Arguments& arguments) {

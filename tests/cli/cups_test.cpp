@@ -88,8 +88,7 @@ TEST_F(CupsQueues, SocketQueueWithoutPortMeansPort9100) {
   cups_.AddQueue("default-port", "socket://nosuchhost.invalid");
   const ProcessResult result = Run({"feedlabel"});
   EXPECT_TRUE(result.err.starts_with("Unable to resolve nosuchhost.invalid:9100: ")) << result.err;
-  EXPECT_TRUE(
-      result.err.ends_with(Unexpected("Unable to resolve \"nosuchhost.invalid:9100\"")))
+  EXPECT_TRUE(result.err.ends_with(Unexpected("Unable to resolve \"nosuchhost.invalid:9100\"")))
       << result.err;
 }
 

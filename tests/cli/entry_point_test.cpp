@@ -82,9 +82,9 @@ TEST(CommandTable, HoldsThePrinterCommands) {
     EXPECT_TRUE(handler) << name;
   }
   std::sort(names.begin(), names.end());
-  EXPECT_EQ(names, (std::vector<std::string>{"feedlabel", "getstatus", "rawtpcl",
-                                             "setfineadjustments", "setipv4", "setport",
-                                             "testlabel", "tpcl"}));
+  EXPECT_EQ(names,
+            (std::vector<std::string>{"feedlabel", "getstatus", "rawtpcl", "setfineadjustments",
+                                      "setipv4", "setport", "testlabel", "tpcl"}));
 }
 
 }  // namespace

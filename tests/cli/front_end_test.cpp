@@ -59,18 +59,23 @@ TEST(FrontEnd, CommandsOnStandardOutput) {
       {{"-p", "-", "feedlabel", "cut", "transmissive"}, "{T;21C30|}\n", stdoutPrinter, 0},
       {{"-p", "-", "feedlabel"}, "{T;00C30|}\n", stdoutPrinter, 0},
       {{"-p", "-", "tpcl", "{WS|}"}, "{WS|}", stdoutPrinter, 0},
-      {{"-p", "-", "tpcl", "{XS;I,0001,0002C3000|}\\n"}, "{XS;I,0001,0002C3000|}\n", stdoutPrinter,
+      {{"-p", "-", "tpcl", "{XS;I,0001,0002C3000|}\\n"},
+       "{XS;I,0001,0002C3000|}\n",
+       stdoutPrinter,
        0},
       {{"-p", "-", "rawtpcl", "{WS|}\\n"}, "{WS|}\\n", stdoutPrinter, 0},
       {{"-p", "-", "rawtpcl"}, "{C|}\n{WS|}\n", stdoutPrinter, 0, "{C|}\n{WS|}\n"},
       {{"-p", "-", "rawtpcl"}, "", stdoutPrinter, 0},
-      {{"-p", "-", "setfineadjustments", "1.5", "-2", "0.3"}, "{AX;+015,-020,+03|}\n",
-       stdoutPrinter, 0},
+      {{"-p", "-", "setfineadjustments", "1.5", "-2", "0.3"},
+       "{AX;+015,-020,+03|}\n",
+       stdoutPrinter,
+       0},
       {{"-p", "-", "setport", "9100"}, "{IS;1,09100|}\n", stdoutPrinter, 0},
       {{"-p", "-", "setipv4", "192.168.10.5/24", "192.168.10.1", "9100"},
        "{IP;2,192,168,010,005|}\n{IP;3,255,255,255,000|}\n{IP;4,192,168,010,001|}\n"
        "{IS;1,09100|}\n",
-       stdoutPrinter, 0},
+       stdoutPrinter,
+       0},
   };
   for (const Case& c : cases) Check(c);
 }
@@ -82,18 +87,25 @@ TEST(FrontEnd, ReportedFailures) {
       // "render" and a second switch are only words once a printer is chosen.
       {{"-p", "-", "render", "job.prn"}, "", stdoutPrinter + "Unknown command: render\n", 1},
       {{"-p", "-", "-n", "host:9100"}, "", stdoutPrinter + "Unknown command: -n\n", 1},
-      {{"-p", "-", "testlabel"}, "", stdoutPrinter + Unexpected("Test labels not implemented yet"),
+      {{"-p", "-", "testlabel"},
+       "",
+       stdoutPrinter + Unexpected("Test labels not implemented yet"),
        1},
-      {{"-p", "-", "feedlabel", "sideways"}, "",
-       stdoutPrinter + Unexpected("Invalid value for argument \"option\": sideways"), 1},
-      {{"-p", "-", "getstatus", "now"}, "",
+      {{"-p", "-", "feedlabel", "sideways"},
+       "",
+       stdoutPrinter + Unexpected("Invalid value for argument \"option\": sideways"),
+       1},
+      {{"-p", "-", "getstatus", "now"},
+       "",
        stdoutPrinter + Unexpected("Unexpected number of arguments given (1). Expected 0 arguments"),
        1},
-      {{"-p", "-", "setfineadjustments", "0", "0", "10"}, "",
+      {{"-p", "-", "setfineadjustments", "0", "0", "10"},
+       "",
        stdoutPrinter + Unexpected("Argument \"backfeed\" out of range (10.000000). Min = "
                                   "-9.900000, max = 9.900000"),
        1},
-      {{"-p", "-", "setipv4", "192.168.10.5", "192.168.10.1"}, "",
+      {{"-p", "-", "setipv4", "192.168.10.5", "192.168.10.1"},
+       "",
        stdoutPrinter + Unexpected("Invalid value for argument \"ip\": Invalid IP address format"),
        1},
       {{"-p", "-", "tpcl", "\\q"}, "", stdoutPrinter + Unexpected("\\q"), 1},
@@ -121,7 +133,10 @@ TEST(FrontEnd, CharacterDevices) {
 
   const std::string file = testing::TempDir() + "/vellum-not-a-device";
   std::ofstream(file) << "";
-  Check({{"-p", file, "feedlabel"}, "", "Printer: unknown\n" + Unexpected("Unable to connect to device"), 1});
+  Check({{"-p", file, "feedlabel"},
+         "",
+         "Printer: unknown\n" + Unexpected("Unable to connect to device"),
+         1});
   EXPECT_EQ(std::filesystem::file_size(file), 0u);
   std::filesystem::remove(file);
 }
@@ -129,8 +144,10 @@ TEST(FrontEnd, CharacterDevices) {
 TEST(FrontEnd, NetworkPrinter) {
   PrinterStandIn printer;
   const std::string name = printer.NetworkName();
-  Check({{"-n", name, "getstatus"}, "Status code: 0\nRemaining count: 1234\n",
-         "Printer: " + name + "\n", 0});
+  Check({{"-n", name, "getstatus"},
+         "Status code: 0\nRemaining count: 1234\n",
+         "Printer: " + name + "\n",
+         0});
   Check({{"-n", name, "feedlabel", "cut", "withribbon"}, "", "Printer: " + name + "\n", 0});
   Check({{"-n", name, "rawtpcl"}, "", "Printer: " + name + "\n", 0, "{U1;0100|}\n"});
   EXPECT_EQ(printer.Received(3), "{WS|}\n{T;01C31|}\n{U1;0100|}\n");
@@ -146,10 +163,10 @@ TEST(FrontEnd, StatusReplies) {
   const Reply replies[] = {
       {PrinterStandIn::Behaviour::kAnswerInTwoPieces, PrinterStandIn::kDefaultReply,
        "Status code: 0\nRemaining count: 1234\n", ""},
-      {PrinterStandIn::Behaviour::kAnswer, std::string("\x01\x02" "060099" "0\x03\x04\x0A\x0D", 13),
+      {PrinterStandIn::Behaviour::kAnswer, StatusReply("0600990"),
        "Status code: 6\nRemaining count: 99\n", ""},
-      {PrinterStandIn::Behaviour::kAnswer, std::string("\x02\x01" "060099" "0\x03\x04\x0A\x0D", 13),
-       "", Unexpected("Unexpected response from printer")},
+      {PrinterStandIn::Behaviour::kAnswer, StatusReply("0600990", "\x02\x01"), "",
+       Unexpected("Unexpected response from printer")},
       {PrinterStandIn::Behaviour::kCloseEarly, PrinterStandIn::kDefaultReply, "",
        Unexpected("Unable to read any data from printer")},
   };
@@ -179,10 +196,14 @@ TEST(FrontEnd, UnreachablePrinters) {
     PrinterStandIn gone;
     closed = gone.NetworkName();
   }
-  Check({{"-n", closed, "feedlabel"}, "", "Printer: " + closed + "\n" + Unexpected("Unable to connect"), 1});
+  Check({{"-n", closed, "feedlabel"},
+         "",
+         "Printer: " + closed + "\n" + Unexpected("Unable to connect"),
+         1});
   const ProcessResult result = RunVellum({"-n", "nosuchhost.invalid:9100", "feedlabel"});
   EXPECT_TRUE(result.err.starts_with("Unable to resolve nosuchhost.invalid:9100: ")) << result.err;
-  EXPECT_TRUE(result.err.ends_with("\n" + Unexpected("Unable to resolve \"nosuchhost.invalid:9100\"")))
+  EXPECT_TRUE(
+      result.err.ends_with("\n" + Unexpected("Unable to resolve \"nosuchhost.invalid:9100\"")))
       << result.err;
   EXPECT_EQ(result.status, 1);
 }

@@ -67,10 +67,10 @@ TEST(PrinterFromName, PseudoTerminalCarriesBothDirections) {
   Printer printer = Printer::FromName(terminal.Path());
   printer.Send(std::string_view("{T;00C30|}\n"));
   EXPECT_EQ(terminal.Read(11), "{T;00C30|}\n");
-  terminal.Write("\x01\x02" "reply");
+  terminal.Write(std::string("\x01\x02") + "reply");
   std::array<unsigned char, 7> reply{};
   printer.TimedRead(reply, 2000);
-  EXPECT_EQ(std::string(reply.begin(), reply.end()), "\x01\x02" "reply");
+  EXPECT_EQ(std::string(reply.begin(), reply.end()), std::string("\x01\x02") + "reply");
 }
 
 TEST(PrinterFromNetworkName, RefusesTextsThatAreNoHostAndPort) {
@@ -86,7 +86,8 @@ TEST(PrinterFromNetworkName, RefusesTextsThatAreNoHostAndPort) {
 
 TEST(PrinterFromNetworkName, UnresolvableHostIsReportedTwice) {
   testing::internal::CaptureStderr();
-  const std::string message = MessageOf([] { Printer::FromNetworkName("nosuchhost.invalid:9100"); });
+  const std::string message =
+      MessageOf([] { Printer::FromNetworkName("nosuchhost.invalid:9100"); });
   const std::string line = testing::internal::GetCapturedStderr();
   EXPECT_EQ(message, "Unable to resolve \"nosuchhost.invalid:9100\"");
   EXPECT_TRUE(line.starts_with("Unable to resolve nosuchhost.invalid:9100: ")) << line;
@@ -199,7 +200,8 @@ TEST(PrinterTimedRead, PrinterClosingEarlyIsAReadError) {
 TEST(PrinterLifetime, CloseActionRunsOnceAfterMoves) {
   int closes = 0;
   {
-    Printer first("mine", [] { return 7; }, [&](int) { ++closes; });
+    Printer first(
+        "mine", [] { return 7; }, [&](int) { ++closes; });
     Printer second(std::move(first));
     Printer third = Printer::FromName("-");
     third = std::move(second);
@@ -211,7 +213,8 @@ TEST(PrinterLifetime, CloseActionRunsOnceAfterMoves) {
 TEST(PrinterLifetime, ConnectFailuresAreReported) {
   Printer noMethod("none", nullptr, nullptr);
   EXPECT_EQ(MessageOf([&] { noMethod.Descriptor(); }), "No method to connect to device");
-  Printer invalid("negative", [] { return -2; }, nullptr);
+  Printer invalid(
+      "negative", [] { return -2; }, nullptr);
   EXPECT_EQ(MessageOf([&] { invalid.Send(std::string_view("x")); }), "Invalid file descriptor");
 }
 
@@ -226,7 +229,8 @@ TEST(ReadExact, NeedsTheWholeBufferInOneRead) {
             "Unable to read the requested number of bytes from the printer");
   close(ends[0]);
   close(ends[1]);
-  EXPECT_EQ(MessageOf([&] { ReadExact(ends[0], four); }), "Unable to read any data from the printer");
+  EXPECT_EQ(MessageOf([&] { ReadExact(ends[0], four); }),
+            "Unable to read any data from the printer");
 }
 
 }  // namespace

@@ -43,9 +43,9 @@ TEST(URI, SplitsDeviceURIs) {
 }
 
 TEST(URI, RefusesMalformedText) {
-  for (const char* text : {"", "socket", ":9100", "9socket://h", "so cket://h", "socket://h:91x",
-                           "socket://h:-1", "socket://[::1", "socket://[::1]x",
-                           "socket://h:12345678901"}) {
+  for (const char* text :
+       {"", "socket", ":9100", "9socket://h", "so cket://h", "socket://h:91x", "socket://h:-1",
+        "socket://[::1", "socket://[::1]x", "socket://h:12345678901"}) {
     try {
       URI::FromString(text);
       ADD_FAILURE() << text;

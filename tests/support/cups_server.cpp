@@ -17,11 +17,10 @@ namespace {
 void WriteFile(const std::string& path, const std::string& contents, bool executable = false) {
   std::ofstream(path) << contents;
   if (executable)
-    std::filesystem::permissions(path, std::filesystem::perms::owner_all |
-                                           std::filesystem::perms::group_read |
-                                           std::filesystem::perms::group_exec |
-                                           std::filesystem::perms::others_read |
-                                           std::filesystem::perms::others_exec);
+    std::filesystem::permissions(
+        path, std::filesystem::perms::owner_all | std::filesystem::perms::group_read |
+                  std::filesystem::perms::group_exec | std::filesystem::perms::others_read |
+                  std::filesystem::perms::others_exec);
 }
 
 }  // namespace
@@ -40,10 +39,10 @@ CupsServer::CupsServer() {
   for (const char* backend : {"socket", "ipp", "usb"})
     WriteFile(d + "/bin/backend/" + backend, "#!/bin/sh\nexit 0\n", true);
   WriteFile(d + "/cups-files.conf",
-            "ServerRoot " + d + "\nStateDir " + d + "/state\nCacheDir " + d +
-                "/cache\nServerBin " + d + "/bin\nRequestRoot " + d + "/spool\nTempDir " + d +
-                "/tmp\nAccessLog " + d + "/log/access_log\nErrorLog " + d +
-                "/log/error_log\nPageLog " + d + "/log/page_log\nPrintcap\nSystemGroup root\n");
+            "ServerRoot " + d + "\nStateDir " + d + "/state\nCacheDir " + d + "/cache\nServerBin " +
+                d + "/bin\nRequestRoot " + d + "/spool\nTempDir " + d + "/tmp\nAccessLog " + d +
+                "/log/access_log\nErrorLog " + d + "/log/error_log\nPageLog " + d +
+                "/log/page_log\nPrintcap\nSystemGroup root\n");
   WriteFile(d + "/cupsd.conf", "Listen " + socket_ +
                                    "\nBrowsing Off\nWebInterface No\n<Policy default>\n"
                                    "<Limit All>\nOrder Allow,Deny\n</Limit>\n</Policy>\n");
@@ -57,8 +56,9 @@ CupsServer::CupsServer() {
     _exit(127);
   }
   const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(10);
-  while (RunProcess({"/usr/bin/lpstat", "-r"}, ClientEnvironment()).out.find(
-             "scheduler is running") == std::string::npos) {
+  while (
+      RunProcess({"/usr/bin/lpstat", "-r"}, ClientEnvironment()).out.find("scheduler is running") ==
+      std::string::npos) {
     if (std::chrono::steady_clock::now() > deadline || waitpid(pid_, nullptr, WNOHANG) != 0)
       throw std::runtime_error("cupsd did not start; see " + d + "/log/error_log");
     std::this_thread::sleep_for(std::chrono::milliseconds(20));

@@ -25,7 +25,11 @@ void WriteAll(int fd, std::string_view bytes) {
 
 }  // namespace
 
-const std::string PrinterStandIn::kDefaultReply("\x01\x02" "001234" "0\x03\x04\x0A\x0D" "", 13);
+std::string StatusReply(std::string_view fields, std::string_view start) {
+  return std::string(start) + std::string(fields) + "\x03\x04\x0A\x0D";
+}
+
+const std::string PrinterStandIn::kDefaultReply = StatusReply("0012340");
 
 PrinterStandIn::PrinterStandIn(Behaviour behaviour, std::string reply)
     : behaviour_(behaviour), reply_(std::move(reply)) {
@@ -55,8 +59,7 @@ std::string PrinterStandIn::NetworkName() const { return "127.0.0.1:" + std::to_
 
 std::string PrinterStandIn::Received(int connections) {
   std::unique_lock lock(mutex_);
-  ended_.wait_for(lock, std::chrono::seconds(10),
-                  [&] { return endedConnections_ >= connections; });
+  ended_.wait_for(lock, std::chrono::seconds(10), [&] { return endedConnections_ >= connections; });
   return received_;
 }
 

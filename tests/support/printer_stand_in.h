@@ -5,9 +5,14 @@
 #include <cstdint>
 #include <mutex>
 #include <string>
+#include <string_view>
 #include <thread>
 
 namespace Vellum::Testing {
+
+// A 13-byte status reply: the start bytes (SOH STX unless told otherwise),
+// the seven characters given, then ETX EOT LF CR.
+std::string StatusReply(std::string_view fields, std::string_view start = "\x01\x02");
 
 // Records every byte it receives, connection after connection, and answers
 // each status request {WS|} the way it was told to.

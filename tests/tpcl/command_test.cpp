@@ -1,16 +1,19 @@
+#include "tpcl/command.h"
+
 #include <gtest/gtest.h>
 
 #include <sstream>
 #include <stdexcept>
 
 #include "core/exception.h"
-#include "tpcl/command.h"
 
 namespace Corvane::TPCLCommands {
 namespace {
 
 std::shared_ptr<Argument> I(std::int32_t value) { return std::make_shared<IntegerArgument>(value); }
-std::shared_ptr<Argument> U(std::uint32_t value) { return std::make_shared<UIntegerArgument>(value); }
+std::shared_ptr<Argument> U(std::uint32_t value) {
+  return std::make_shared<UIntegerArgument>(value);
+}
 std::shared_ptr<Argument> L(std::uint64_t value) {
   return std::make_shared<ULargeIntegerArgument>(value);
 }

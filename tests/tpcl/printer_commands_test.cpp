@@ -8,6 +8,7 @@
 #include <string>
 
 #include "core/exception.h"
+#include "support/printer_stand_in.h"
 #include "tpcl/printer_status.h"
 
 namespace Corvane::Vellum::Commands {
@@ -23,7 +24,8 @@ class SocketPrinter {
     if (socketpair(AF_UNIX, SOCK_STREAM, 0, ends) != 0) throw std::runtime_error("socketpair");
     peer_ = ends[1];
     // The end is closed even when the command never connected.
-    printer_.emplace("test", [fd = ends[0]] { return fd; }, [fd = ends[0]](int) { close(fd); });
+    printer_.emplace(
+        "test", [fd = ends[0]] { return fd; }, [fd = ends[0]](int) { close(fd); });
   }
   ~SocketPrinter() { close(peer_); }
 
@@ -180,10 +182,8 @@ TEST(PrinterCommands, PortThatIsNoNumberIsAConversionErrorBeforeSending) {
 
 TEST(GetStatus, PrintsTheParsedReply) {
   const std::pair<std::string, std::string> cases[] = {
-      {std::string("\x01\x02" "001234" "0\x03\x04\x0A\x0D", 13),
-       "Status code: 0\nRemaining count: 1234\n"},
-      {std::string("\x01\x02" "420007" "0\x03\x04\x0A\x0D", 13),
-       "Status code: 42\nRemaining count: 7\n"},
+      {::Vellum::Testing::StatusReply("0012340"), "Status code: 0\nRemaining count: 1234\n"},
+      {::Vellum::Testing::StatusReply("4200070"), "Status code: 42\nRemaining count: 7\n"},
   };
   for (const auto& [reply, printed] : cases) {
     SocketPrinter printer;
@@ -197,7 +197,7 @@ TEST(GetStatus, PrintsTheParsedReply) {
 
 TEST(GetStatus, ForeignReplyIsAnErrorNotNoResponse) {
   SocketPrinter printer;
-  printer.Answer(std::string("\x02\x01" "001234" "0\x03\x04\x0A\x0D", 13));
+  printer.Answer(::Vellum::Testing::StatusReply("0012340", "\x02\x01"));
   testing::internal::CaptureStdout();
   try {
     GetStatus(printer.Get(), {});

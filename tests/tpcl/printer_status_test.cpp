@@ -8,6 +8,7 @@
 #include <string>
 
 #include "core/exception.h"
+#include "support/printer_stand_in.h"
 
 namespace Corvane {
 namespace {
@@ -17,7 +18,8 @@ std::span<const unsigned char> Bytes(const std::string& text) {
 }
 
 // SOH STX, status "07", then 0 0 1 2 3, ETX EOT LF CR.
-const std::string kReply("\x01\x02" "0700123" "\x03\x04\x0A\x0D", 13);
+const std::string kStart = "\x01\x02";
+const std::string kReply = ::Vellum::Testing::StatusReply("0700123");
 
 TEST(TPCLPrinterStatus, ParsesTheReplyFields) {
   struct Case {
@@ -26,12 +28,12 @@ TEST(TPCLPrinterStatus, ParsesTheReplyFields) {
     std::uint16_t remainingCount;
   };
   const Case cases[] = {
-      {std::string("\x01\x02" "001234" "\x00\x00\x00\x00\x00", 13), 0, 1234},
+      {kStart + "001234" + std::string(5, '\0'), 0, 1234},
       // The parse takes the count from bytes 4 to 7.
       {kReply, 7, 12},
-      {std::string("\x01\x02" "99" "9999" "xxxxx", 13), 99, 9999},
-      {std::string("\x01\x02" " 5" "  42" "xxxxx", 13), 5, 42},
-      {std::string("\x01\x02" "3x" "7abc" "xxxxxextra", 18), 3, 7},
+      {kStart + "999999xxxxx", 99, 9999},
+      {kStart + " 5  42xxxxx", 5, 42},
+      {kStart + "3x7abcxxxxxextra", 3, 7},
       {"", 0, 0},
   };
   for (const Case& c : cases) {
@@ -59,7 +61,7 @@ TEST(TPCLPrinterStatus, RefusesShortOrForeignReplies) {
 }
 
 TEST(TPCLPrinterStatus, FieldWithoutDigitsIsAConversionError) {
-  EXPECT_THROW(TPCLPrinterStatus::FromResponse(Bytes(std::string("\x01\x02" "AB1234xxxxx", 13))),
+  EXPECT_THROW(TPCLPrinterStatus::FromResponse(Bytes(kStart + "AB1234xxxxx")),
                std::invalid_argument);
 }
 
