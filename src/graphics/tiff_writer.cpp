@@ -4,7 +4,10 @@
 #include <map>
 #include <vector>
 
+#include "graphics/codecs/deflate_compression.h"
+#include "graphics/codecs/lzw_compression.h"
 #include "graphics/exception.h"
+#include "graphics/streams/vector_stream_buffer.h"
 
 namespace Brindle::ImageIO {
 
@@ -52,6 +55,19 @@ std::uint16_t Photometric(const Image& image) {
   }
 }
 
+// Runs a codec over the pixel vector into a fresh vector, through the vector
+// stream buffers, so neither side is copied into a string first.
+std::vector<unsigned char> Compressed(const std::vector<unsigned char>& pixels,
+                                      Ashgrove::ICompressor& codec) {
+  std::vector<unsigned char> result;
+  Corvane::InputVectorStreamBuffer inputBuffer(pixels);
+  Corvane::OutputVectorStreamBuffer outputBuffer(result);
+  std::istream input(&inputBuffer);
+  std::ostream output(&outputBuffer);
+  codec.Compress(input, output);
+  return result;
+}
+
 }  // namespace
 
 void WriteToTIFFFormat(const Image& image, std::ostream& output, std::uint16_t compression) {
@@ -69,9 +85,22 @@ void WriteToTIFFFormat(const Image& image, std::ostream& output, std::uint16_t c
 
   const std::vector<unsigned char>& pixels = image.Data();
   const std::vector<unsigned char>* strip = &pixels;
+  std::vector<unsigned char> compressed;
   switch (compression) {
     case 1:
       break;
+    case 5: {
+      Ashgrove::LZWCompression lzw(1);  // early change, as TIFF prescribes
+      compressed = Compressed(pixels, lzw);
+      strip = &compressed;
+      break;
+    }
+    case 8: {
+      Ashgrove::DeflateCompression deflate;
+      compressed = Compressed(pixels, deflate);
+      strip = &compressed;
+      break;
+    }
     default:
       throw ImageException("Unsupported TIFF compression method for writing");
   }

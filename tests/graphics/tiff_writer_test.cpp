@@ -1,6 +1,7 @@
 #include "graphics/tiff_writer.h"
 
 #include <gtest/gtest.h>
+#include <zlib.h>
 
 #include <cstring>
 #include <fstream>
@@ -124,6 +125,47 @@ TEST(TiffWriter, LibtiffDecodesOurPixels) {
     }
     EXPECT_EQ(RunCommand("tiffinfo -D '" + path.string() + "'").status, 0);
     EXPECT_EQ(LibtiffPixels(path), bitmap.Data()) << width;
+  }
+}
+
+// Inflates a raw Deflate stream (no zlib header) with zlib itself.
+Bytes RawInflate(const Bytes& compressed, std::size_t expected) {
+  Bytes result(expected + 1);
+  z_stream stream{};
+  if (inflateInit2(&stream, -15) != Z_OK) return {};
+  stream.next_in = const_cast<Bytef*>(compressed.data());
+  stream.avail_in = static_cast<uInt>(compressed.size());
+  stream.next_out = result.data();
+  stream.avail_out = static_cast<uInt>(result.size());
+  const int status = inflate(&stream, Z_FINISH);
+  result.resize(stream.total_out);
+  inflateEnd(&stream);
+  return status == Z_STREAM_END ? result : Bytes{};
+}
+
+TEST(TiffWriter, CompressedStripsDecodeToTheImageBytes) {
+  TempDir dir;
+  struct Case {
+    std::uint64_t width, height;
+  };
+  for (const Case& c : {Case{1, 1}, Case{100, 50}, Case{831, 211}, Case{4096, 40}}) {
+    SCOPED_TRACE(std::to_string(c.width) + "x" + std::to_string(c.height));
+    const Bitmap bitmap = Sample(c.width, c.height);
+
+    const std::string lzw = Written(bitmap, 5);
+    const auto path = dir / "lzw.tif";
+    std::ofstream(path, std::ios::binary) << lzw;
+    EXPECT_EQ(TiffTags(path)[259], "5");
+    EXPECT_EQ(TiffTags(path)[279], std::to_string(lzw.size() - 186));
+    EXPECT_EQ(LibtiffPixels(path), bitmap.Data());
+
+    const std::string deflate = Written(bitmap, 8);
+    EXPECT_EQ(Word(deflate, 10 + 12 * 4 + 8) & 0xFFFF, 8u);           // Compression (259)
+    EXPECT_EQ(Word(deflate, 10 + 12 * 9 + 8), deflate.size() - 186);  // StripByteCounts (279)
+    const Bytes strip(deflate.begin() + 186, deflate.end());
+    EXPECT_EQ(RawInflate(strip, bitmap.DataSize()), bitmap.Data());
+    // A zlib header would start 0x78; a raw stream starts with a block header.
+    EXPECT_NE(strip.at(0), 0x78);
   }
 }
 
