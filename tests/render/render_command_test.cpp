@@ -175,6 +175,14 @@ TEST_F(RenderTest, FileErrors) {
   } catch (const IOException& e) {
     EXPECT_STREQ(e.what(), "Unable to read from output file");
   }
+  if (std::filesystem::exists("/dev/full")) {  // a device that is always full
+    try {
+      Commands::Render({"-o", "/dev/full", (dir_ / "job.prn").string()});
+      ADD_FAILURE();
+    } catch (const IOException& e) {
+      EXPECT_STREQ(e.what(), "Unable to write to output");
+    }
+  }
 }
 
 TEST_F(RenderTest, JobErrors) {
