@@ -4,6 +4,7 @@
 #include <fstream>
 #include <iostream>
 #include <limits>
+#include <stdexcept>
 // GCC 12 with the sanitizers reports "may be used uninitialized" inside
 // <regex> itself; the warning is about the library's code, not ours.
 #if defined(__GNUC__) && !defined(__clang__)
