@@ -1,0 +1,21 @@
+// Raw Deflate (RFC 1951), the strip format of TIFF compression 8 as this
+// system writes it: no zlib header, no Adler-32 trailer.
+#pragma once
+
+#include <istream>
+#include <ostream>
+
+#include "graphics/codecs/codec.h"
+
+namespace Ashgrove {
+
+class DeflateCompression : public ICompressor {
+ public:
+  // Compresses the whole input with zlib (level 9, raw window of 2^15 bytes,
+  // memory level 9, default strategy). Throws CompressionException
+  // "Unknown stream exception occurred" when zlib reports a stream error;
+  // output written before that stays written.
+  void Compress(std::istream& input, std::ostream& output) override;
+};
+
+}  // namespace Ashgrove

@@ -1,0 +1,35 @@
+// TIFF's variant of LZW (compression 5): codes of 9 to 12 bits, most
+// significant bit first, Clear (256) and End of Information (257).
+#pragma once
+
+#include <cstdint>
+#include <istream>
+#include <ostream>
+
+#include "graphics/codecs/codec.h"
+
+namespace Ashgrove {
+
+class LZWCompression : public ICompressor {
+ public:
+  static constexpr std::uint16_t kClearCode = 256;
+  static constexpr std::uint16_t kEndOfInformation = 257;
+  static constexpr std::uint16_t kFirstFreeCode = 258;
+  static constexpr std::uint32_t kMinCodeWidth = 9;
+  static constexpr std::uint32_t kMaxCodeWidth = 12;
+  static constexpr std::uint32_t kTableSize = 4096;
+
+  // `earlyChange` 1 widens codes one code early, as TIFF writers and readers
+  // do; 0 gives the classic LZW timing. TIFF always uses 1.
+  explicit LZWCompression(std::uint32_t earlyChange);
+
+  // Encodes the whole input: Clear first, End of Information last, the last
+  // byte padded with zero bits. Throws CompressionException
+  // "LZW table is full!" should the table ever overflow.
+  void Compress(std::istream& input, std::ostream& output) override;
+
+ private:
+  std::uint32_t earlyChange_;
+};
+
+}  // namespace Ashgrove
