@@ -185,11 +185,14 @@ void Bitmap::SetPosition(std::uint64_t x, std::uint64_t y) {
   y_ = y;
 }
 
-void Bitmap::Draw(const Bitmap& other) {
+std::uint64_t Bitmap::ByteColumn(std::uint64_t x) {
   // Whole bytes only: the left edge goes to the nearest byte boundary, so a
   // remainder of 4 to 7 dots rounds up to the next byte.
-  const std::uint64_t remainder = other.x_ % 8;
-  const std::uint64_t column = remainder < 4 ? other.x_ / 8 : other.x_ / 8 + 1;
+  return x % 8 < 4 ? x / 8 : x / 8 + 1;
+}
+
+void Bitmap::Draw(const Bitmap& other) {
+  const std::uint64_t column = ByteColumn(other.x_);
   if (other.height_ == 0 || other.y_ >= height_) return;
   const std::uint64_t rows = std::min(other.height_, height_ - other.y_);
   if (column >= bytesPerRow_) return;
@@ -202,6 +205,19 @@ void Bitmap::Draw(const Bitmap& other) {
     std::copy_n(other.data_.begin() + static_cast<std::ptrdiff_t>(from), bytes,
                 data_.begin() + static_cast<std::ptrdiff_t>(to));
   }
+}
+
+void Bitmap::DrawRow(const std::vector<unsigned char>& bytes, std::uint64_t length, std::uint64_t x,
+                     std::uint64_t y) {
+  const std::uint64_t column = ByteColumn(x);
+  if (y >= height_ || column >= bytesPerRow_) return;
+  const std::uint64_t count = std::min(length, bytesPerRow_ - column);
+  const std::uint64_t given = std::min<std::uint64_t>(count, bytes.size());
+  const std::uint64_t to = RowOffset(y) + column;
+  CheckSpan(data_, to, count);
+  const auto target = data_.begin() + static_cast<std::ptrdiff_t>(to);
+  std::copy_n(bytes.begin(), given, target);
+  std::fill_n(target + static_cast<std::ptrdiff_t>(given), count - given, 0);
 }
 
 }  // namespace Brindle

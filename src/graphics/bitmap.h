@@ -81,8 +81,15 @@ class Bitmap : public Image {
   // overwrites (white bytes included) and is clipped at the right and bottom
   // edges. Nothing is drawn for an empty other or one below the bottom edge.
   void Draw(const Bitmap& other);
+  // Draws one row of another bitmap, `length` bytes long, with its left edge
+  // at dot x of row y, by the rules of Draw. `bytes` may be shorter than
+  // `length`: the missing bytes are white and are drawn as such.
+  void DrawRow(const std::vector<unsigned char>& bytes, std::uint64_t length, std::uint64_t x,
+               std::uint64_t y);
 
  private:
+  // The byte a left edge at dot x is drawn from: x / 8 rounded to the nearest.
+  static std::uint64_t ByteColumn(std::uint64_t x);
   void CheckRow(std::uint64_t y, const char* message) const;
   [[nodiscard]] std::uint64_t RowOffset(std::uint64_t y) const;
 
