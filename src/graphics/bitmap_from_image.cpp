@@ -18,6 +18,9 @@ __extension__ using Wide = unsigned __int128;
 
 std::uint64_t Scale(std::uint64_t value, std::uint64_t by, std::uint64_t over) {
   if (over == 0) return 0;
+  // Pictures are far below 2^32 on a side, and a 64-bit division costs a
+  // fraction of a 128-bit one, which matters once per pixel.
+  if ((value | by) >> 32 == 0) return value * by / over;
   return static_cast<std::uint64_t>(static_cast<Wide>(value) * by / over);
 }
 
