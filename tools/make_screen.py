@@ -4,7 +4,7 @@
 Usage: python3 tools/make_screen.py        # prints the C++ table body
        python3 tools/make_screen.py --check  # prints the screen's statistics
 
-The screen's first two rows are fixed (they come with the printer's driver);
+The screen's first two rows are fixed as given;
 the other 30 rows are built here so that they continue the same structure:
 
 * The screen is a 45 degree clustered-dot "dual dot" screen on an 8 x 8 tile.

@@ -12,7 +12,7 @@
 namespace Brindle {
 namespace {
 
-// The two 16 x 16 screens as the printer's documentation gives them.
+// The two 16 x 16 screens as they are defined.
 constexpr std::array<std::uint8_t, 256> kExpectedFirst = {
      13, 192,  33, 240,  13, 200,  41, 244,  13, 194,  35, 242,  13, 202,  43, 244,
     128,  97, 160,  89, 136, 105, 168,  87, 130,  99, 162,  91, 138, 107, 170,  86,
@@ -51,7 +51,7 @@ constexpr std::array<std::uint8_t, 256> kExpectedSecond = {
     191, 239,  81,  17, 176, 228,  93,  29, 188, 236,  83,  19, 178, 231,  96,  32,
 };
 
-// The two rows of the 32 x 32 screen that come with the driver.
+// The two fixed rows of the 32 x 32 screen.
 constexpr std::array<std::uint8_t, 64> kExpectedThirtyTwoTop = {
      80, 199, 231, 239, 180,  61,  29,  13,  76, 196, 227, 241, 183,  64,  32,  16,  79, 199, 230, 240, 180,  61,  29,  13,  77, 196, 228, 242, 183,  64,  33,  17,
     104, 136, 184, 216, 152, 124,  69,  37, 100, 132, 186, 218, 154, 127,  72,  40, 103, 135, 184, 216, 152, 125,  69,  37, 101, 133, 186, 218, 154, 128,  72,  40,
