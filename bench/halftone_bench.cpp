@@ -104,14 +104,18 @@ void BM_Halftone(benchmark::State& state) {
   Report(state, kWidth * kHeight);
 }
 BENCHMARK(BM_Halftone<Brindle::HalftoneGreyFirstScreen>)
-    ->Name("HalftoneGrey/first")->Unit(benchmark::kMillisecond);
+    ->Name("HalftoneGrey/first")
+    ->Unit(benchmark::kMillisecond);
 BENCHMARK(BM_Halftone<Brindle::HalftoneGrey32Screen>)
-    ->Name("HalftoneGrey/32")->Unit(benchmark::kMillisecond);
+    ->Name("HalftoneGrey/32")
+    ->Unit(benchmark::kMillisecond);
 // Mapped through the rotation-0 mapping function, called once per pixel.
 BENCHMARK(BM_Halftone<Brindle::HalftoneMappedGreyFirstScreen>)
-    ->Name("HalftoneMappedGrey/first")->Unit(benchmark::kMillisecond);
+    ->Name("HalftoneMappedGrey/first")
+    ->Unit(benchmark::kMillisecond);
 BENCHMARK(BM_Halftone<Brindle::HalftoneMappedGrey32Screen>)
-    ->Name("HalftoneMappedGrey/32")->Unit(benchmark::kMillisecond);
+    ->Name("HalftoneMappedGrey/32")
+    ->Unit(benchmark::kMillisecond);
 
 // Bitmap-from-image at 24 dots/mm: the picture placed on 83.4 x 125.0 mm,
 // 2001 x 3000 dots, so every pixel goes through the scaling (and, for
@@ -119,9 +123,9 @@ BENCHMARK(BM_Halftone<Brindle::HalftoneMappedGrey32Screen>)
 void BM_BitmapFromImage(benchmark::State& state) {
   const auto rotation = static_cast<std::int32_t>(state.range(0));
   const auto method = static_cast<std::int32_t>(state.range(1));
-  const Brindle::LabelRectangle rectangle =
-      rotation % 2 == 0 ? Brindle::LabelRectangle{0, 0, 834, 1250}
-                        : Brindle::LabelRectangle{0, 0, 1250, 834};
+  const Brindle::LabelRectangle rectangle = rotation % 2 == 0
+                                                ? Brindle::LabelRectangle{0, 0, 834, 1250}
+                                                : Brindle::LabelRectangle{0, 0, 1250, 834};
   std::uint64_t pixels = 0;
   for (auto _ : state) {
     const Brindle::Bitmap bitmap =

@@ -163,10 +163,14 @@ struct OneBitRow {
 
 const ThresholdScreen* ScreenOf(std::int32_t method) {
   switch (method) {
-    case kFirstScreenMethod: return &FirstScreen();
-    case kSecondScreenMethod: return &SecondScreen();
-    case kThirtyTwoScreenMethod: return &ThirtyTwoScreen();
-    default: return nullptr;
+    case kFirstScreenMethod:
+      return &FirstScreen();
+    case kSecondScreenMethod:
+      return &SecondScreen();
+    case kThirtyTwoScreenMethod:
+      return &ThirtyTwoScreen();
+    default:
+      return nullptr;
   }
 }
 
@@ -179,14 +183,16 @@ std::uint64_t DitherRows(const Detail::DotRows& rows, const std::uint8_t* data,
   if (const ThresholdScreen* screen = ScreenOf(method)) {
     CheckHalftoningCurve(curve);
     return Detail::PackDotRows(rows, [&](std::uint64_t y) {
-      return Detail::ScreenRow{greys(y), screen->thresholds.data() + (y % screen->size) * screen->size,
+      return Detail::ScreenRow{greys(y),
+                               screen->thresholds.data() + (y % screen->size) * screen->size,
                                screen->size - 1};
     });
   }
   if (method == kFixedThresholdMethod) {
     const unsigned threshold = FixedThreshold(curve);
-    return Detail::PackDotRows(
-        rows, [&](std::uint64_t y) { return FixedThresholdRow<Greys>{greys(y), threshold}; });
+    return Detail::PackDotRows(rows, [&](std::uint64_t y) {
+      return FixedThresholdRow<Greys>{greys(y), threshold};
+    });
   }
   std::array<std::uint8_t, 256> classes{};
   for (unsigned g = 0; g < 256; ++g) {
@@ -200,8 +206,9 @@ std::uint64_t DitherRows(const Detail::DotRows& rows, const std::uint8_t* data,
       }
     }
   }
-  return Detail::PackDotRows(
-      rows, [&](std::uint64_t y) { return PatternRow<Greys>{greys(y), &classes, &bits[y % 4]}; });
+  return Detail::PackDotRows(rows, [&](std::uint64_t y) {
+    return PatternRow<Greys>{greys(y), &classes, &bits[y % 4]};
+  });
 }
 
 std::uint64_t CheckedProduct(std::uint64_t a, std::uint64_t b, const char* message) {
@@ -214,11 +221,16 @@ std::uint64_t CheckedProduct(std::uint64_t a, std::uint64_t b, const char* messa
 
 SourceMapping RotationMapping(std::int32_t rotation) {
   switch (rotation) {
-    case 0: return MapRotation0;
-    case 1: return MapRotation1;
-    case 2: return MapRotation2;
-    case 3: return MapRotation3;
-    default: throw BitmapException("Unknown rotation");
+    case 0:
+      return MapRotation0;
+    case 1:
+      return MapRotation1;
+    case 2:
+      return MapRotation2;
+    case 3:
+      return MapRotation3;
+    default:
+      throw BitmapException("Unknown rotation");
   }
 }
 

@@ -65,8 +65,7 @@ enum DitherMethod : std::int32_t {
 // and HalftoningException (graphics/halftoning.h) for a screen method with a
 // curve other than kNormalCurve.
 [[nodiscard]] Bitmap BitmapFromImage(const Image& source, const LabelRectangle& rectangle,
-                                     double resolution, std::int32_t rotation,
-                                     std::int32_t method, std::uint32_t curve,
-                                     std::uint64_t* pureCount = nullptr);
+                                     double resolution, std::int32_t rotation, std::int32_t method,
+                                     std::uint32_t curve, std::uint64_t* pureCount = nullptr);
 
 }  // namespace Brindle

@@ -9,13 +9,13 @@ namespace {
 // (class 8 always begins at level 0). Lighter curves reach the sparse classes
 // early; darker ones hold on to the dense classes.
 constexpr std::array<std::array<std::uint8_t, 9>, 7> kClassStarts = {{
-    {0, 7, 21, 35, 51, 69, 89, 113, 146},        // Lightest
-    {0, 9, 26, 44, 64, 87, 113, 145, 192},       // Lighter
-    {0, 11, 34, 58, 84, 113, 144, 181, 227},     // Light
-    {0, 16, 48, 80, 112, 144, 176, 208, 240},    // normal
-    {0, 29, 75, 112, 143, 172, 198, 222, 245},   // Dark
-    {0, 64, 111, 143, 169, 192, 212, 230, 247},  // Darker
-    {0, 110, 143, 167, 187, 205, 221, 235, 249}, // Darkest
+    {0, 7, 21, 35, 51, 69, 89, 113, 146},         // Lightest
+    {0, 9, 26, 44, 64, 87, 113, 145, 192},        // Lighter
+    {0, 11, 34, 58, 84, 113, 144, 181, 227},      // Light
+    {0, 16, 48, 80, 112, 144, 176, 208, 240},     // normal
+    {0, 29, 75, 112, 143, 172, 198, 222, 245},    // Dark
+    {0, 64, 111, 143, 169, 192, 212, 230, 247},   // Darker
+    {0, 110, 143, 167, 187, 205, 221, 235, 249},  // Darkest
 }};
 
 // Four bits per pattern row, the leftmost pixel in the high bit. The dot

@@ -1,20 +1,18 @@
 // End to end: a grey picture becomes dots, travels as TOPIX inside a TPCL job,
 // and the render command draws the same dots into its TIFF.
 #include <gtest/gtest.h>
+#include <tiffio.h>
+#include <unistd.h>
 
 #include <bit>
 #include <cmath>
+#include <filesystem>
 #include <fstream>
+#include <memory>
 #include <sstream>
 #include <stdexcept>
 #include <string>
 #include <vector>
-
-#include <tiffio.h>
-#include <unistd.h>
-
-#include <filesystem>
-#include <memory>
 
 #include "graphics/bitmap_from_image.h"
 #include "render/render_command.h"
@@ -29,7 +27,8 @@ using Bytes = std::vector<unsigned char>;
 class TempDir {
  public:
   TempDir() {
-    std::string pattern = (std::filesystem::temp_directory_path() / "vellum-halftone-XXXXXX").string();
+    std::string pattern =
+        (std::filesystem::temp_directory_path() / "vellum-halftone-XXXXXX").string();
     if (mkdtemp(pattern.data()) == nullptr) throw std::runtime_error("mkdtemp failed");
     path_ = pattern;
   }
@@ -80,7 +79,7 @@ struct Case {
 
 TEST(HalftoneRender, RenderedJobShowsTheSameDots) {
   static const Case kCases[] = {
-      {kFirstScreenMethod, 0, 3},  {kSecondScreenMethod, 1, 3}, {kThirtyTwoScreenMethod, 2, 3},
+      {kFirstScreenMethod, 0, 3},    {kSecondScreenMethod, 1, 3}, {kThirtyTwoScreenMethod, 2, 3},
       {kFixedThresholdMethod, 3, 4}, {kPatternMethod, 0, 1},
   };
   TempDir dir;

@@ -130,7 +130,8 @@ TEST(Halftoners, Level244PrintsOneDotPerTileOfTheFirstScreen) {
     for (std::uint64_t y = 0; y < 48; ++y) {
       for (std::uint64_t x = 0; x < 64; ++x) {
         const int expected = first && x % 16 == 15 && y % 16 == 4 ? 1 : 0;
-        ASSERT_EQ(Bit(job.destination, 8, x, y), expected) << c.name << " (" << x << ", " << y << ")";
+        ASSERT_EQ(Bit(job.destination, 8, x, y), expected)
+            << c.name << " (" << x << ", " << y << ")";
       }
     }
   }
@@ -172,7 +173,8 @@ TEST(Halftoners, OtherCurvesFailBeforeWriting) {
         c.halftone(job.parameters);
         ADD_FAILURE() << c.name << " accepted curve " << curve;
       } catch (const HalftoningException& e) {
-        EXPECT_EQ(std::string(e.what()), "Only normal halftoning curve supported by this halftoner");
+        EXPECT_EQ(std::string(e.what()),
+                  "Only normal halftoning curve supported by this halftoner");
       }
       EXPECT_EQ(job.destination, Bytes(2 * 4, 0xA5)) << c.name << " wrote before failing";
     }
@@ -193,39 +195,6 @@ TEST(Halftoners, CountPureBlackAndWhitePixels) {
     for (const Case& k : kCases) {
       Job job(c, k.grey, 8, 1);
       EXPECT_EQ(c.halftone(job.parameters), k.pure) << c.name;
-    }
-  }
-}
-
-TEST(Halftoners, RgbUsesTruncatedLuminance) {
-  struct Case {
-    std::uint8_t r, g, b;
-    std::uint8_t grey;  // (299 R + 587 G + 114 B) / 1000
-  };
-  static const Case kCases[] = {
-      {255, 0, 0, 76}, {0, 255, 0, 149}, {0, 0, 255, 29}, {10, 20, 30, 18}, {255, 255, 255, 255},
-  };
-  const ThresholdScreen& screen = FirstScreen();
-  for (const Case& k : kCases) {
-    // A 16 x 16 picture of one colour, 3 bytes per pixel, mapped one to one.
-    Bytes source;
-    for (int i = 0; i < 256; ++i) source.insert(source.end(), {k.r, k.g, k.b});
-    Bytes destination(2 * 16);
-    HalftoneParameters p;
-    p.source = source.data();
-    p.sourceBytesPerRow = 48;
-    p.sourceBytesPerPixel = 3;
-    p.destination = destination.data();
-    p.destinationBytesPerRow = 2;
-    p.destinationHeight = 16;
-    p.mapping = [](const MappingParameters&, std::uint64_t x, std::uint64_t y) {
-      return SourcePoint{x, y};
-    };
-    HalftoneMappedRgbFirstScreen(p);
-    for (std::uint64_t y = 0; y < 16; ++y) {
-      for (std::uint64_t x = 0; x < 16; ++x) {
-        ASSERT_EQ(Bit(destination, 2, x, y), k.grey < screen.At(x, y) ? 1 : 0) << +k.grey;
-      }
     }
   }
 }
