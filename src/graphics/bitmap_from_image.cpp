@@ -211,10 +211,55 @@ std::uint64_t DitherRows(const Detail::DotRows& rows, const std::uint8_t* data,
   });
 }
 
-std::uint64_t CheckedProduct(std::uint64_t a, std::uint64_t b, const char* message) {
-  std::uint64_t product = 0;
-  if (__builtin_mul_overflow(a, b, &product)) throw BitmapException(message);
-  return product;
+// The grey picture at its own size, unturned: the plain halftoner reads the
+// rows directly, with no mapping at all.
+std::uint64_t HalftoneUnmapped(const Image& source, const Detail::DotRows& rows,
+                               std::int32_t method, std::uint32_t curve) {
+  HalftoneParameters p;
+  p.curve = curve;
+  p.source = source.Data().data();
+  p.sourceBytesPerRow = source.BytesPerRow();
+  p.destination = rows.data;
+  p.destinationBytesPerRow = rows.bytesPerRow;
+  p.destinationHeight = rows.height;
+  p.paddingBits = rows.paddingBits;
+  switch (method) {
+    case kFirstScreenMethod:
+      return HalftoneGreyFirstScreen(p);
+    case kSecondScreenMethod:
+      return HalftoneGreySecondScreen(p);
+    default:
+      return HalftoneGrey32Screen(p);
+  }
+}
+
+// Fills `rows` (width x height dots, at least one) from the source; returns
+// the pure-pixel count.
+std::uint64_t FillRows(const Image& source, const Detail::DotRows& rows, std::uint64_t width,
+                       std::int32_t rotation, std::int32_t method, std::uint32_t curve) {
+  const std::uint64_t w = source.Width();
+  const std::uint64_t h = source.Height();
+  const bool grey = source.BitsPerSample() == 8 && source.Channels() == 1;
+  if (grey && rotation == 0 && width == w && rows.height == h && ScreenOf(method) != nullptr) {
+    return HalftoneUnmapped(source, rows, method, curve);
+  }
+  const SampleTables t = BuildTables(source, RotationMapping(rotation), {w, h, width, rows.height},
+                                     width, rows.height);
+  const std::uint8_t* pixels = source.Data().data();
+  if (source.BitsPerSample() == 1) {
+    const unsigned flip = source.WhiteIsZero() ? 0 : 1;
+    Detail::PackDotRows(rows, [&](std::uint64_t y) {
+      return OneBitRow{pixels, &t, t.byY[y], t.shiftY[y], flip};
+    });
+    return width * rows.height;
+  }
+  if (grey) return DitherRows<GreyAt>(rows, pixels, t, method, curve);
+  if (source.Channels() == 3 || source.Channels() == 4) {
+    return DitherRows<RgbGreyAt>(rows, pixels, t, method, curve);
+  }
+  // Unreachable after CheckSourceFormat; kept as a guard should the accepted
+  // formats ever grow apart from the ones handled here.
+  throw BitmapException("Unsupported source image format for downsampling");
 }
 
 }  // namespace
@@ -242,56 +287,23 @@ Bitmap BitmapFromImage(const Image& source, const LabelRectangle& rectangle, dou
   const std::uint64_t height = DotsAlong(rectangle.y0, rectangle.y1, resolution);
   const std::uint64_t bytesPerRow = width / 8 + (width % 8 != 0);
   const unsigned paddingBits = static_cast<unsigned>((8 - width % 8) % 8);
-  const std::uint64_t size = CheckedProduct(height, bytesPerRow, "Invalid size");
+  std::uint64_t size = 0;
+  if (__builtin_mul_overflow(height, bytesPerRow, &size)) throw BitmapException("Invalid size");
 
   std::uint64_t sourceSize = 0;
   if (__builtin_mul_overflow(source.Height(), source.BytesPerRow(), &sourceSize) ||
       sourceSize != source.DataSize()) {
     throw BitmapException("Source data does not match size");
   }
-  const SourceMapping map = RotationMapping(rotation);
-  const std::uint64_t w = source.Width();
-  const std::uint64_t h = source.Height();
-  if (size != 0 && (w == 0 || h == 0)) throw BitmapException("Source image is empty");
+  (void)RotationMapping(rotation);  // "Unknown rotation" before any work
+  if (size != 0 && !source.IsNonEmpty()) throw BitmapException("Source image is empty");
 
   std::vector<unsigned char> data(size);
-  const Detail::DotRows rows{data.data(), bytesPerRow, height, paddingBits};
-  const std::uint8_t* pixels = source.Data().data();
   std::uint64_t pure = 0;
   if (size != 0) {
-    const bool sameSize = rotation == 0 && width == w && height == h;
-    if (source.BitsPerSample() == 8 && source.Channels() == 1 && sameSize && ScreenOf(method)) {
-      HalftoneParameters p;
-      p.curve = curve;
-      p.source = pixels;
-      p.sourceBytesPerRow = source.BytesPerRow();
-      p.destination = data.data();
-      p.destinationBytesPerRow = bytesPerRow;
-      p.destinationHeight = height;
-      p.paddingBits = paddingBits;
-      using Halftoner = std::uint64_t (*)(const HalftoneParameters&);
-      constexpr std::array<Halftoner, 3> kUnmapped = {
-          HalftoneGreyFirstScreen, HalftoneGreySecondScreen, HalftoneGrey32Screen};
-      pure = kUnmapped[method - kFirstScreenMethod](p);
-    } else {
-      const SampleTables t = BuildTables(source, map, {w, h, width, height}, width, height);
-      if (source.BitsPerSample() == 1) {
-        const unsigned flip = source.WhiteIsZero() ? 0 : 1;
-        Detail::PackDotRows(rows, [&](std::uint64_t y) {
-          return OneBitRow{pixels, &t, t.byY[y], t.shiftY[y], flip};
-        });
-        pure = width * height;
-      } else if (source.Channels() == 1) {
-        pure = DitherRows<GreyAt>(rows, pixels, t, method, curve);
-      } else if (source.Channels() == 3 || source.Channels() == 4) {
-        pure = DitherRows<RgbGreyAt>(rows, pixels, t, method, curve);
-      } else {
-        // Unreachable after CheckSourceFormat; kept as a guard should the
-        // accepted formats ever grow apart from the ones handled here.
-        throw BitmapException("Unsupported source image format for downsampling");
-      }
-    }
-  } else if (ScreenOf(method) && source.BitsPerSample() == 8) {
+    pure = FillRows(source, {data.data(), bytesPerRow, height, paddingBits}, width, rotation,
+                    method, curve);
+  } else if (ScreenOf(method) != nullptr && source.BitsPerSample() == 8) {
     // An empty result still goes through the screen's halftoner, which
     // refuses the curve whatever the size.
     CheckHalftoningCurve(curve);
