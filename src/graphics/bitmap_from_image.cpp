@@ -1,0 +1,319 @@
+#include "graphics/bitmap_from_image.h"
+
+#include <array>
+#include <cmath>
+#include <utility>
+#include <vector>
+
+#include "graphics/dot_rows.h"
+#include "graphics/exception.h"
+#include "graphics/screens.h"
+#include "graphics/tone_curves.h"
+
+namespace Brindle {
+namespace {
+
+// Products such as x * w must not wrap for any 64-bit sizes.
+__extension__ using Wide = unsigned __int128;
+
+std::uint64_t Scale(std::uint64_t value, std::uint64_t by, std::uint64_t over) {
+  if (over == 0) return 0;
+  // Pictures are far below 2^32 on a side, and a 64-bit division costs a
+  // fraction of a 128-bit one, which matters once per pixel.
+  if ((value | by) >> 32 == 0) return value * by / over;
+  return static_cast<std::uint64_t>(static_cast<Wide>(value) * by / over);
+}
+
+// Parameters: {w, h, W, H}.
+SourcePoint MapRotation0(const MappingParameters& p, std::uint64_t x, std::uint64_t y) {
+  return {Scale(x, p[0], p[2]), Scale(y, p[1], p[3])};
+}
+SourcePoint MapRotation1(const MappingParameters& p, std::uint64_t x, std::uint64_t y) {
+  return {Scale(y, p[0], p[3]), Scale(p[2] - x - 1, p[1], p[2])};
+}
+SourcePoint MapRotation2(const MappingParameters& p, std::uint64_t x, std::uint64_t y) {
+  return {p[0] - 1 - Scale(x, p[0], p[2]), p[1] - 1 - Scale(y, p[1], p[3])};
+}
+SourcePoint MapRotation3(const MappingParameters& p, std::uint64_t x, std::uint64_t y) {
+  return {Scale(p[3] - y - 1, p[0], p[3]), Scale(x, p[1], p[2])};
+}
+
+void CheckSourceFormat(const Image& source) {
+  const std::uint64_t bits = source.BitsPerSample();
+  const std::uint64_t channels = source.Channels();
+  const bool knownChannels = channels == 1 || channels == 3 || channels == 4;
+  if (!knownChannels) {
+    throw BitmapException("Cannot downsample images that do not have 1, 3 or 4 channels");
+  }
+  if (bits != 8 && !(bits == 1 && channels == 1)) {
+    throw BitmapException(
+        "Cannot downsample images that do not have 8 bits per sample or 1-bit monochrome");
+  }
+}
+
+// Dots along one side: length in tenths of a millimetre times dots per
+// millimetre, in double precision, truncated toward zero.
+std::uint64_t DotsAlong(std::uint64_t from, std::uint64_t to, double resolution) {
+  const double dots = static_cast<double>(to - from) * resolution / 10.0;
+  // A wrapped (to < from) length, a negative or NaN resolution, or a size past
+  // what 64 bits (and memory) could ever hold: refuse instead of converting
+  // an out-of-range double, which has no defined result.
+  if (std::isnan(dots) || dots <= -1.0 || dots >= 9.2e18) throw BitmapException("Invalid size");
+  return dots <= 0.0 ? 0 : static_cast<std::uint64_t>(dots);
+}
+
+// Where a destination pixel's sample lies in the source data: byte offset
+// byX[x] + byY[y], and for one-bit sources the bit shift shiftX[x] + shiftY[y].
+// Each source coordinate depends on only one destination coordinate (x for
+// sx and y for sy, or crosswise for quarter turns), so two tables per call
+// replace two divisions per pixel.
+struct SampleTables {
+  std::vector<std::uint64_t> byX, byY;
+  std::vector<std::uint8_t> shiftX, shiftY;
+};
+
+SampleTables BuildTables(const Image& source, SourceMapping map, const MappingParameters& p,
+                         std::uint64_t width, std::uint64_t height) {
+  const bool oneBit = source.BitsPerSample() == 1;
+  const std::uint64_t bytesPerPixel = source.Channels();
+  const std::uint64_t rowBytes = source.BytesPerRow();
+  // Quarter turns take sx from y and sy from x.
+  const bool crosswise = map == MapRotation1 || map == MapRotation3;
+  SampleTables t;
+  t.byX.resize(width);
+  t.byY.resize(height);
+  t.shiftX.assign(width, 0);
+  t.shiftY.assign(height, 0);
+  auto column = [&](std::uint64_t sx, std::uint64_t& byte, std::uint8_t& shift) {
+    byte = oneBit ? sx / 8 : sx * bytesPerPixel;
+    shift = oneBit ? static_cast<std::uint8_t>(7 - sx % 8) : 0;
+  };
+  for (std::uint64_t x = 0; x < width; ++x) {
+    const SourcePoint s = map(p, x, 0);
+    if (crosswise) {
+      t.byX[x] = s.y * rowBytes;
+    } else {
+      column(s.x, t.byX[x], t.shiftX[x]);
+    }
+  }
+  for (std::uint64_t y = 0; y < height; ++y) {
+    const SourcePoint s = map(p, 0, y);
+    if (crosswise) {
+      column(s.x, t.byY[y], t.shiftY[y]);
+    } else {
+      t.byY[y] = s.y * rowBytes;
+    }
+  }
+  return t;
+}
+
+// Grey level of destination pixel x on one row, from an 8-bit grey source.
+struct GreyAt {
+  const std::uint8_t* row;
+  const std::uint64_t* byX;
+  std::uint8_t operator()(std::uint64_t x) const { return row[byX[x]]; }
+};
+
+struct RgbGreyAt {
+  const std::uint8_t* row;
+  const std::uint64_t* byX;
+  std::uint8_t operator()(std::uint64_t x) const { return Detail::GreyOfRgb(row + byX[x]); }
+};
+
+template <class Greys>
+struct FixedThresholdRow {
+  Greys grey;
+  unsigned threshold;
+  std::uint64_t pure = 0;
+
+  unsigned Dot(std::uint64_t x) {
+    const std::uint8_t g = grey(x);
+    pure += Detail::IsPureGrey(g);
+    return g < threshold;
+  }
+};
+
+template <class Greys>
+struct PatternRow {
+  Greys grey;
+  const std::array<std::uint8_t, 256>* classes;  // dot class of each grey
+  const std::array<std::uint8_t, 9>* bits;       // pattern row y mod 4, per class
+  std::uint64_t pure = 0;
+
+  unsigned Dot(std::uint64_t x) {
+    const unsigned toneClass = (*classes)[grey(x)];
+    pure += toneClass == 0 || toneClass == 8;
+    return ((*bits)[toneClass] >> (3 - x % 4)) & 1U;
+  }
+};
+
+struct OneBitRow {
+  const std::uint8_t* data;
+  const SampleTables* t;
+  std::uint64_t rowByte;
+  unsigned rowShift;
+  unsigned flip;  // 1 when the source stores 1 for white
+  std::uint64_t pure = 0;
+
+  unsigned Dot(std::uint64_t x) {
+    const unsigned bit = (data[t->byX[x] + rowByte] >> (t->shiftX[x] + rowShift)) & 1U;
+    return bit ^ flip;
+  }
+};
+
+const ThresholdScreen* ScreenOf(std::int32_t method) {
+  switch (method) {
+    case kFirstScreenMethod:
+      return &FirstScreen();
+    case kSecondScreenMethod:
+      return &SecondScreen();
+    case kThirtyTwoScreenMethod:
+      return &ThirtyTwoScreen();
+    default:
+      return nullptr;
+  }
+}
+
+// Fills the rows from an 8-bit source, grey or RGB (Greys: GreyAt or
+// RgbGreyAt), by the method's rule.
+template <class Greys>
+std::uint64_t DitherRows(const Detail::DotRows& rows, const std::uint8_t* data,
+                         const SampleTables& t, std::int32_t method, std::uint32_t curve) {
+  auto greys = [&](std::uint64_t y) { return Greys{data + t.byY[y], t.byX.data()}; };
+  if (const ThresholdScreen* screen = ScreenOf(method)) {
+    CheckHalftoningCurve(curve);
+    return Detail::PackDotRows(rows, [&](std::uint64_t y) {
+      return Detail::ScreenRow{greys(y),
+                               screen->thresholds.data() + (y % screen->size) * screen->size,
+                               screen->size - 1};
+    });
+  }
+  if (method == kFixedThresholdMethod) {
+    const unsigned threshold = FixedThreshold(curve);
+    return Detail::PackDotRows(rows, [&](std::uint64_t y) {
+      return FixedThresholdRow<Greys>{greys(y), threshold};
+    });
+  }
+  std::array<std::uint8_t, 256> classes{};
+  for (unsigned g = 0; g < 256; ++g) {
+    classes[g] = static_cast<std::uint8_t>(ToneClass(curve, static_cast<std::uint8_t>(g)));
+  }
+  std::array<std::array<std::uint8_t, 9>, 4> bits{};
+  for (unsigned y = 0; y < 4; ++y) {
+    for (unsigned c = 0; c < 9; ++c) {
+      for (unsigned x = 0; x < 4; ++x) {
+        bits[y][c] = static_cast<std::uint8_t>((bits[y][c] << 1) | PatternDot(c, x, y));
+      }
+    }
+  }
+  return Detail::PackDotRows(rows, [&](std::uint64_t y) {
+    return PatternRow<Greys>{greys(y), &classes, &bits[y % 4]};
+  });
+}
+
+// The grey picture at its own size, unturned: the plain halftoner reads the
+// rows directly, with no mapping at all.
+std::uint64_t HalftoneUnmapped(const Image& source, const Detail::DotRows& rows,
+                               std::int32_t method, std::uint32_t curve) {
+  HalftoneParameters p;
+  p.curve = curve;
+  p.source = source.Data().data();
+  p.sourceBytesPerRow = source.BytesPerRow();
+  p.destination = rows.data;
+  p.destinationBytesPerRow = rows.bytesPerRow;
+  p.destinationHeight = rows.height;
+  p.paddingBits = rows.paddingBits;
+  switch (method) {
+    case kFirstScreenMethod:
+      return HalftoneGreyFirstScreen(p);
+    case kSecondScreenMethod:
+      return HalftoneGreySecondScreen(p);
+    default:
+      return HalftoneGrey32Screen(p);
+  }
+}
+
+// Fills `rows` (width x height dots, at least one) from the source; returns
+// the pure-pixel count.
+std::uint64_t FillRows(const Image& source, const Detail::DotRows& rows, std::uint64_t width,
+                       std::int32_t rotation, std::int32_t method, std::uint32_t curve) {
+  const std::uint64_t w = source.Width();
+  const std::uint64_t h = source.Height();
+  const bool grey = source.BitsPerSample() == 8 && source.Channels() == 1;
+  if (grey && rotation == 0 && width == w && rows.height == h && ScreenOf(method) != nullptr) {
+    return HalftoneUnmapped(source, rows, method, curve);
+  }
+  const SampleTables t = BuildTables(source, RotationMapping(rotation), {w, h, width, rows.height},
+                                     width, rows.height);
+  const std::uint8_t* pixels = source.Data().data();
+  if (source.BitsPerSample() == 1) {
+    const unsigned flip = source.WhiteIsZero() ? 0 : 1;
+    Detail::PackDotRows(rows, [&](std::uint64_t y) {
+      return OneBitRow{pixels, &t, t.byY[y], t.shiftY[y], flip};
+    });
+    return width * rows.height;
+  }
+  if (grey) return DitherRows<GreyAt>(rows, pixels, t, method, curve);
+  if (source.Channels() == 3 || source.Channels() == 4) {
+    return DitherRows<RgbGreyAt>(rows, pixels, t, method, curve);
+  }
+  // Unreachable after CheckSourceFormat; kept as a guard should the accepted
+  // formats ever grow apart from the ones handled here.
+  throw BitmapException("Unsupported source image format for downsampling");
+}
+
+}  // namespace
+
+SourceMapping RotationMapping(std::int32_t rotation) {
+  switch (rotation) {
+    case 0:
+      return MapRotation0;
+    case 1:
+      return MapRotation1;
+    case 2:
+      return MapRotation2;
+    case 3:
+      return MapRotation3;
+    default:
+      throw BitmapException("Unknown rotation");
+  }
+}
+
+Bitmap BitmapFromImage(const Image& source, const LabelRectangle& rectangle, double resolution,
+                       std::int32_t rotation, std::int32_t method, std::uint32_t curve,
+                       std::uint64_t* pureCount) {
+  CheckSourceFormat(source);
+  const std::uint64_t width = DotsAlong(rectangle.x0, rectangle.x1, resolution);
+  const std::uint64_t height = DotsAlong(rectangle.y0, rectangle.y1, resolution);
+  const std::uint64_t bytesPerRow = width / 8 + (width % 8 != 0);
+  const unsigned paddingBits = static_cast<unsigned>((8 - width % 8) % 8);
+  std::uint64_t size = 0;
+  if (__builtin_mul_overflow(height, bytesPerRow, &size)) throw BitmapException("Invalid size");
+
+  std::uint64_t sourceSize = 0;
+  if (__builtin_mul_overflow(source.Height(), source.BytesPerRow(), &sourceSize) ||
+      sourceSize != source.DataSize()) {
+    throw BitmapException("Source data does not match size");
+  }
+  (void)RotationMapping(rotation);  // "Unknown rotation" before any work
+  if (size != 0 && !source.IsNonEmpty()) throw BitmapException("Source image is empty");
+
+  std::vector<unsigned char> data(size);
+  std::uint64_t pure = 0;
+  if (size != 0) {
+    pure = FillRows(source, {data.data(), bytesPerRow, height, paddingBits}, width, rotation,
+                    method, curve);
+  } else if (ScreenOf(method) != nullptr && source.BitsPerSample() == 8) {
+    // An empty result still goes through the screen's halftoner, which
+    // refuses the curve whatever the size.
+    CheckHalftoningCurve(curve);
+  }
+
+  if (pureCount != nullptr) *pureCount = pure;
+  Bitmap bitmap(std::move(data), width, height);
+  bitmap.SetResolution(source.HorizontalResolution(), source.VerticalResolution());
+  bitmap.SetPosition(rectangle.x0, rectangle.y0);
+  return bitmap;
+}
+
+}  // namespace Brindle
