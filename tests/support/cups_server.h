@@ -1,0 +1,43 @@
+// A private CUPS scheduler for tests, in a temporary directory of its own.
+#pragma once
+
+#include <sys/types.h>
+
+#include <string>
+
+#include "support/process.h"
+
+namespace Vellum::Testing {
+
+// Starts cupsd in the foreground on a unix socket inside a fresh directory
+// under /tmp (short, since a socket path must stay under 108 bytes) and waits
+// until "lpstat -r" sees it running; the destructor stops it with SIGTERM,
+// waits for it and removes the directory. Nothing is ever printed: the
+// backends socket, ipp and usb are stubs that only let cupsd accept queues.
+// Clients reach it through CUPS_SERVER (see Environment()).
+class CupsServer {
+ public:
+  CupsServer();
+  ~CupsServer();
+  CupsServer(const CupsServer&) = delete;
+  CupsServer& operator=(const CupsServer&) = delete;
+
+  // Adds an enabled queue with "lpadmin -p name -v deviceURI [-P ppdFile] -E".
+  // Throws std::runtime_error with lpadmin's message when it fails.
+  void AddQueue(const std::string& name, const std::string& deviceURI,
+                const std::string& ppdFile = "");
+
+  const std::string& Directory() const { return directory_; }
+  const std::string& Socket() const { return socket_; }
+  // The PPD file cupsd keeps for a queue made with a PPD.
+  std::string PPDPath(const std::string& queue) const;
+  // CUPS_SERVER pointing at this server, for RunProcess.
+  Environment ClientEnvironment() const;
+
+ private:
+  std::string directory_;
+  std::string socket_;
+  pid_t pid_ = -1;
+};
+
+}  // namespace Vellum::Testing

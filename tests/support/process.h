@@ -1,0 +1,25 @@
+// Runs a program as a child process, the way a user or a script would.
+#pragma once
+
+#include <string>
+#include <utility>
+#include <vector>
+
+namespace Vellum::Testing {
+
+struct ProcessResult {
+  std::string out;
+  std::string err;
+  // The exit status, or 128 + the signal number for a process killed by one.
+  int status = -1;
+};
+
+using Environment = std::vector<std::pair<std::string, std::string>>;
+
+// Runs argv[0] (a path) with the arguments, the variables added to (or
+// replacing those of) this process's environment, and the input on its
+// standard input. Waits for it and collects both output streams whole.
+ProcessResult RunProcess(const std::vector<std::string>& argv, const Environment& environment = {},
+                         const std::string& input = "");
+
+}  // namespace Vellum::Testing
