@@ -2,6 +2,7 @@
 
 #include <utility>
 
+#include "ppd/ppd_insertion.h"
 #include "tpcl/printer_commands.h"
 
 namespace Corvane::Vellum {
@@ -16,6 +17,10 @@ const std::pair<const char*, void (*)(Printer&, const Arguments&)> kCommands[] =
     {"setfineadjustments", Commands::SetFineAdjustments},
     {"setipv4",            Commands::SetIPV4},
     {"setport",            Commands::SetPort},
+    {"setpostjob",         Commands::SetPostJob},
+    {"setprejob",          Commands::SetPreJob},
+    {"setpostlabel",       Commands::SetPostLabel},
+    {"setprelabel",        Commands::SetPreLabel},
     {"testlabel",          Commands::TestLabel},
     {"tpcl",               Commands::TPCL},
 };
