@@ -28,6 +28,10 @@ function(vellum_add_test name)
   add_executable(${name} ${ARG_SOURCES})
   target_include_directories(${name} PRIVATE ${PROJECT_SOURCE_DIR}/src ${PROJECT_SOURCE_DIR}/tests)
   target_link_libraries(${name} PRIVATE ${ARG_DEPENDS} GTest::gtest GTest::gtest_main)
+  # Tests find bundled files and built programs through these, both as
+  # compile-time paths and in the environment.
+  target_compile_definitions(${name} PRIVATE VELLUM_SOURCE_DIR="${PROJECT_SOURCE_DIR}"
+                                             VELLUM_BINARY_DIR="${PROJECT_BINARY_DIR}")
   gtest_discover_tests(${name} DISCOVERY_TIMEOUT 60
-    PROPERTIES ENVIRONMENT "VELLUM_SOURCE_DIR=${PROJECT_SOURCE_DIR};VELLUM_BINARY_DIR=${PROJECT_BINARY_DIR}")
+    PROPERTIES ENVIRONMENT "VELLUM_SOURCE_DIR=${PROJECT_SOURCE_DIR}")
 endfunction()

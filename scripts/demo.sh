@@ -41,3 +41,13 @@ echo
 echo "== Refused arguments: nothing is sent"
 show feedlabel sideways
 show setfineadjustments 0 0 10
+
+echo
+echo "== render: the bundled print jobs as TIFF previews of their labels"
+mkdir -p "$root/out"
+for job in "$root"/samples/*.prn; do
+  tiff=$root/out/$(basename "$job" .prn).tif
+  "$vellum" render -r 203 -o "$tiff" "$job"
+  echo "\$ vellum render -r 203 -o out/$(basename "$tiff") samples/$(basename "$job")"
+  echo "   wrote $tiff ($(stat -c %s "$tiff") bytes)"
+done

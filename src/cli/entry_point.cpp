@@ -5,6 +5,7 @@
 
 #include "cli/version.h"
 #include "core/exception.h"
+#include "render/render_command.h"
 
 namespace Corvane::Vellum {
 namespace {
@@ -94,8 +95,11 @@ int RunCommandLine(int argc, const char* const argv[], const CommandTable& comma
     WriteUsage(std::cout, programName);
     return 0;
   }
-  // A command that needs no printer is matched here, as the first word only,
-  // and run through RunPrinterlessCommand; from here on a printer is chosen.
+  // "render" needs no printer and is recognised as the first word only; from
+  // here on a printer is chosen.
+  if (first == "render")
+    return RunPrinterlessCommand(Commands::Render,
+                                 Arguments(arguments.begin() + 1, arguments.end()));
   if ((first == "-p" || first == "-n") && arguments.size() == 1) {
     std::cerr << "Missing argument after '" << first << "'" << std::endl;
     return 1;

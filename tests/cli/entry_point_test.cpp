@@ -75,7 +75,7 @@ TEST(EntryPoint, PrinterlessCommandsReportEveryFailureAsUnexpected) {
   EXPECT_EQ(seen, Arguments{"x"});
 }
 
-TEST(CommandTable, HoldsThePrinterCommands) {
+TEST(CommandTable, HoldsTheTwelveCommands) {
   std::vector<std::string> names;
   for (const auto& [name, handler] : kCommandTable) {
     names.push_back(name);
@@ -84,7 +84,8 @@ TEST(CommandTable, HoldsThePrinterCommands) {
   std::sort(names.begin(), names.end());
   EXPECT_EQ(names,
             (std::vector<std::string>{"feedlabel", "getstatus", "rawtpcl", "setfineadjustments",
-                                      "setipv4", "setport", "testlabel", "tpcl"}));
+                                      "setipv4", "setport", "setpostjob", "setpostlabel",
+                                      "setprejob", "setprelabel", "testlabel", "tpcl"}));
 }
 
 }  // namespace
