@@ -2,10 +2,12 @@
 
 #include <array>
 #include <cstring>
+#include <iostream>
 #include <memory>
 #include <vector>
 
 #include "graphics/codecs/exception.h"
+#include "graphics/codecs/stream_bit_reader.h"
 #include "graphics/codecs/stream_bit_writer.h"
 
 namespace Ashgrove {
@@ -108,6 +110,141 @@ void LZWCompression::Compress(std::istream& input, std::ostream& output) {
   }
   writer.Write(kEndOfInformation, width);
   writer.Flush();
+}
+
+}  // namespace Ashgrove
+
+namespace Ashgrove {
+
+namespace {
+
+constexpr std::size_t kOutputBlock = 1 << 18;
+
+// Decoded output collected in blocks; whatever is held reaches the stream on
+// Flush, which also runs when decoding fails, so that the bytes decoded
+// before the failure are still delivered.
+class OutputBlock {
+ public:
+  explicit OutputBlock(std::ostream& output) : output_(output), bytes_(kOutputBlock) {}
+
+  unsigned char* Reserve(std::size_t count) {
+    if (used_ + count > bytes_.size()) {
+      Flush();
+      if (count > bytes_.size()) bytes_.resize(count);
+    }
+    unsigned char* at = bytes_.data() + used_;
+    used_ += count;
+    return at;
+  }
+
+  void Flush() {
+    output_.write(reinterpret_cast<const char*>(bytes_.data()), static_cast<std::streamsize>(used_));
+    used_ = 0;
+  }
+
+ private:
+  std::ostream& output_;
+  std::vector<unsigned char> bytes_;
+  std::size_t used_ = 0;
+};
+
+// The decoder's string table. Every string lives whole in one arena, so that
+// writing a code's string is a single copy; the arena is emptied at each
+// Clear, which bounds it by the strings of 4096 codes.
+class DecoderTable {
+ public:
+  DecoderTable() {
+    for (std::uint32_t code = 0; code < 256; ++code) single_[code] = static_cast<unsigned char>(code);
+    Reset();
+  }
+
+  void Reset() { arena_.clear(); }
+
+  std::size_t Length(std::uint32_t code) const { return code < 256 ? 1 : entries_[code].length; }
+  const unsigned char* Data(std::uint32_t code) const {
+    return code < 256 ? &single_[code] : arena_.data() + entries_[code].offset;
+  }
+
+  // Stores string(prefix) + byte as `code`.
+  void Add(std::uint32_t code, std::uint32_t prefix, unsigned char byte) {
+    const std::size_t length = Length(prefix);
+    const std::size_t offset = arena_.size();
+    arena_.resize(offset + length + 1);
+    // Data() is read after the resize, which may move the arena.
+    std::memcpy(arena_.data() + offset, Data(prefix), length);
+    arena_[offset + length] = byte;
+    entries_[code] = {offset, length + 1};
+  }
+
+ private:
+  struct Entry {
+    std::size_t offset;
+    std::size_t length;
+  };
+  std::array<unsigned char, 256> single_{};
+  std::array<Entry, LZWCompression::kTableSize> entries_{};
+  std::vector<unsigned char> arena_;
+};
+
+}  // namespace
+
+void LZWCompression::Decompress(std::istream& input, std::ostream& output) {
+  StreamBitReader reader(input);
+  OutputBlock out(output);
+  auto table = std::make_unique<DecoderTable>();
+  std::uint32_t width = kMinCodeWidth;
+  std::uint32_t nextCode = kFirstFreeCode;
+  // No previous string before the first Clear: a stream that starts with
+  // anything but Clear is inconsistent.
+  std::uint32_t previous = kTableSize;
+
+  auto emit = [&](std::uint32_t code) {
+    const std::size_t length = table->Length(code);
+    std::memcpy(out.Reserve(length), table->Data(code), length);
+  };
+  auto add = [&](std::uint32_t prefix, unsigned char byte) {
+    if (nextCode > kTableSize - 1) throw DecompressionException("LZW table is full!");
+    table->Add(nextCode, prefix, byte);
+    ++nextCode;
+    if (((nextCode + earlyChange_) >> width) != 0) ++width;
+  };
+
+  try {
+    for (;;) {
+      std::uint32_t code = 0;
+      if (!reader.ReadCode(width, code)) throw DecompressionException("Unexpected end of stream");
+      if (code == kClearCode) {
+        width = kMinCodeWidth;
+        nextCode = kFirstFreeCode;
+        table->Reset();
+        do {
+          if (!reader.ReadCode(width, code)) throw DecompressionException("Unexpected end of LZW stream");
+        } while (code == kClearCode);
+        if (code == kEndOfInformation) break;
+        if (code >= nextCode) throw DecompressionException("Invalid code in stream");
+        emit(code);
+        previous = code;
+        continue;
+      }
+      if (code == kEndOfInformation) break;
+      if (code > nextCode) throw DecompressionException("LZW code is invalid");
+      if (previous >= nextCode) throw DecompressionException("Internal inconsistency in LZW decompression");
+      if (code < nextCode) {
+        emit(code);
+        add(previous, *table->Data(code));
+      } else {
+        // The code being defined right now: previous string + its own first byte.
+        add(previous, *table->Data(previous));
+        emit(code);
+      }
+      previous = code;
+    }
+  } catch (...) {
+    out.Flush();
+    throw;
+  }
+  out.Flush();
+  if (reader.MoreBytesFollow()) std::cerr << "Warning, not all data read" << std::endl;
 }
 
 }  // namespace Ashgrove
