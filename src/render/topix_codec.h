@@ -1,0 +1,51 @@
+// TOPIX, the compressed form in which TEC printers take one-bit graphics: each
+// row is sent as its difference from the row above, addressed through a
+// section byte, block bytes and byte-map bytes.
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <ostream>
+#include <vector>
+
+#include "graphics/bitmap.h"
+
+namespace Brindle {
+
+// Compression-format codes shared by both directions.
+constexpr int kRawFormat = 0;
+constexpr int kTOPIXFormat = 1;
+
+// The widest row TOPIX can address: 8 sections of 64 bytes.
+constexpr std::uint64_t kTOPIXMaxWidth = 4096;
+
+// Builds a bitmap `width` dots wide from graphics data. Format 0 takes the
+// bytes as the packed rows (`height` rows); format 1 decodes TOPIX lines (the
+// lines only, without the 16-bit count) and ignores `height`: the result has
+// one row per line. Other formats: BitmapException "Unknown compression format
+// specified". Data that ends inside a line, or addresses a byte outside the
+// row, ends in std::out_of_range.
+[[nodiscard]] Bitmap BitmapFromData(const std::vector<unsigned char>& data, std::uint64_t width,
+                                    std::uint64_t height, int format);
+
+// Decodes TOPIX lines one by one, handing each finished row to `row` together
+// with its index. A line cannot address bytes past the 512th, so those are
+// always 0: the row handed over is the first min(bytes per row, 512) bytes and
+// the rest of the row is white. The buffer is reused for the next line, so
+// the callee copies what it keeps. Failures as BitmapFromData. Holds one
+// such row at a time, whatever the number of lines or the width.
+void DecodeTOPIX(const std::vector<unsigned char>& data, std::uint64_t width,
+                 const std::function<void(std::uint64_t, const std::vector<unsigned char>&)>& row);
+
+// Writes the bitmap to the stream. Format 0: the data bytes as they stand.
+// Format 1: a TOPIX block, a 16-bit big-endian byte count and then one line
+// per row. The count is patched in at absolute position 0 of the stream once
+// every line is out, so the stream must be the encoder's own and seekable.
+// BitmapException "Unknown bitmap format specified" for other formats;
+// "Bitmap width exceeds supported width for TOPIX compression" over 4096
+// dots; "Bitmap has no height"; "Unable to compress bitmap to under maximum
+// size of 65536 bytes". After a TOPIX failure the stream keeps what was
+// written (the place holder and any lines) and no count is patched in.
+void WriteBitmap(const Bitmap& bitmap, std::ostream& output, int format);
+
+}  // namespace Brindle
