@@ -300,8 +300,10 @@ TIFFFileInfo::TIFFFileInfo(std::istream& input) {
 
 namespace ImageIO {
 
-void ReadStripFromTIFFFormat(std::istream& input, const TIFFFileInfo& info, std::size_t index,
-                             const RowCallback& deliver) {
+namespace {
+
+// One strip decoded and checked to hold whole rows.
+std::vector<unsigned char> DecodedStrip(std::istream& input, const TIFFFileInfo& info, std::size_t index) {
   const std::uint64_t rowLength = RowLength(info);
   std::vector<unsigned char> raw = RawStrip(input, info, index);
   std::vector<unsigned char> decoded;
@@ -339,26 +341,34 @@ void ReadStripFromTIFFFormat(std::istream& input, const TIFFFileInfo& info, std:
       throw ImageException("Unknown prediction method used in TIFF");
     }
   }
-  if (decoded.empty()) return;
   // A zero row length can hold no data at all.
-  if (rowLength == 0 || decoded.size() % rowLength != 0) {
+  if (!decoded.empty() && (rowLength == 0 || decoded.size() % rowLength != 0)) {
     throw ImageException("Data in this TIFF file is not stored correctly");
   }
+  return decoded;
+}
+
+}  // namespace
+
+void ReadStripFromTIFFFormat(std::istream& input, const TIFFFileInfo& info, std::size_t index,
+                             const RowCallback& deliver) {
+  const std::vector<unsigned char> decoded = DecodedStrip(input, info, index);
+  if (decoded.empty()) return;
+  const std::size_t rowLength = static_cast<std::size_t>(RowLength(info));
   for (std::size_t at = 0; at < decoded.size(); at += rowLength) deliver(decoded.data() + at, rowLength);
 }
 
 std::vector<unsigned char> ReadStripDataFromTIFFFormat(std::istream& input, const TIFFFileInfo& info,
                                                        bool decode) {
+  // Rows go out in strip order and are concatenated, so whole strips can be
+  // appended at once; the first one is taken over without a copy.
   std::vector<unsigned char> data;
-  const auto append = [&data](const unsigned char* row, std::size_t length) {
-    data.insert(data.end(), row, row + length);
-  };
   for (std::size_t i = 0; i < info.stripOffsets.size(); ++i) {
-    if (decode) {
-      ReadStripFromTIFFFormat(input, info, i, append);
+    std::vector<unsigned char> strip = decode ? DecodedStrip(input, info, i) : RawStrip(input, info, i);
+    if (data.empty()) {
+      data = std::move(strip);
     } else {
-      const std::vector<unsigned char> raw = RawStrip(input, info, i);
-      data.insert(data.end(), raw.begin(), raw.end());
+      data.insert(data.end(), strip.begin(), strip.end());
     }
   }
   return data;

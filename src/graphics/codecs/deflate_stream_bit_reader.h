@@ -41,22 +41,6 @@ class DeflateStreamBitReader final : public StreamBitReader {
   // "Unexpected end of stream encountered while reading Huffman code".
   std::uint32_t HuffmanBit();
 
-  // The reader's state for a decoding loop that keeps it in registers: the
-  // loop exports it, works on the copy, and imports it back before anything
-  // else touches the reader.
-  struct Raw {
-    std::uint64_t accumulator;
-    std::uint32_t count;
-    const unsigned char* next;
-    const unsigned char* end;
-  };
-  Raw Export() const { return {accumulator_, count_, block_.data() + position_, block_.data() + end_}; }
-  void Import(const Raw& raw) {
-    accumulator_ = raw.accumulator;
-    count_ = raw.count;
-    position_ = static_cast<std::size_t>(raw.next - block_.data());
-  }
-
   // Reads `count` whole bytes (at a byte boundary) into `out`; returns how
   // many there were before the input ended.
   std::size_t ReadAlignedBytes(unsigned char* out, std::size_t count);

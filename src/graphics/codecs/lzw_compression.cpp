@@ -118,93 +118,102 @@ namespace Ashgrove {
 
 namespace {
 
-constexpr std::size_t kOutputBlock = 1 << 18;
+constexpr std::size_t kFlushSize = 1 << 18;
+constexpr std::size_t kSlack = 16;
 
-// Decoded output collected in blocks; whatever is held reaches the stream on
-// Flush, which also runs when decoding fails, so that the bytes decoded
-// before the failure are still delivered.
-class OutputBlock {
+// Every string in the table is a run of the output produced since the last
+// Clear: a new entry is the previous code's string followed by the first
+// byte written for the current code, and those bytes stand next to each
+// other in the output. So the table holds (offset, length) pairs into that
+// history, and writing a string is one copy out of it. The history is
+// handed to the stream in blocks but kept until the next Clear.
+class History {
  public:
-  explicit OutputBlock(std::ostream& output) : output_(output), bytes_(kOutputBlock) {}
+  explicit History(std::ostream& output) : output_(output), bytes_(kFlushSize + kSlack) {}
 
-  unsigned char* Reserve(std::size_t count) {
-    if (used_ + count > bytes_.size()) {
-      Flush();
-      if (count > bytes_.size()) bytes_.resize(count);
-    }
-    unsigned char* at = bytes_.data() + used_;
-    used_ += count;
-    return at;
+  std::size_t Size() const { return used_; }
+
+  void AppendByte(unsigned char byte) {
+    Reserve(1);
+    bytes_[used_++] = byte;
   }
 
+  // Repeats `length` bytes from `offset`, which lie wholly before the end.
+  void AppendCopy(std::size_t offset, std::size_t length) {
+    Reserve(length);
+    unsigned char* to = bytes_.data() + used_;
+    const unsigned char* from = bytes_.data() + offset;
+    if (length <= kSlack && to - from >= static_cast<std::ptrdiff_t>(kSlack)) {
+      std::memcpy(to, from, kSlack);  // a fixed-size copy into the slack is cheaper
+    } else {
+      std::memcpy(to, from, length);
+    }
+    used_ += length;
+  }
+
+  unsigned char At(std::size_t offset) const { return bytes_[offset]; }
+
+  // Writes what the stream has not seen yet.
   void Flush() {
-    output_.write(reinterpret_cast<const char*>(bytes_.data()), static_cast<std::streamsize>(used_));
+    output_.write(reinterpret_cast<const char*>(bytes_.data() + flushed_),
+                  static_cast<std::streamsize>(used_ - flushed_));
+    flushed_ = used_;
+  }
+
+  // At Clear: nothing before this point will be referred to again.
+  void Restart() {
+    Flush();
     used_ = 0;
+    flushed_ = 0;
   }
 
  private:
+  void Reserve(std::size_t length) {
+    if (used_ + length + kSlack <= bytes_.size()) return;
+    Flush();
+    bytes_.resize(std::max(bytes_.size() * 2, used_ + length + kSlack));
+  }
+
   std::ostream& output_;
   std::vector<unsigned char> bytes_;
   std::size_t used_ = 0;
+  std::size_t flushed_ = 0;
 };
 
-// The decoder's string table. Every string lives whole in one arena, so that
-// writing a code's string is a single copy; the arena is emptied at each
-// Clear, which bounds it by the strings of 4096 codes.
-class DecoderTable {
- public:
-  DecoderTable() {
-    for (std::uint32_t code = 0; code < 256; ++code) single_[code] = static_cast<unsigned char>(code);
-    Reset();
-  }
-
-  void Reset() { arena_.clear(); }
-
-  std::size_t Length(std::uint32_t code) const { return code < 256 ? 1 : entries_[code].length; }
-  const unsigned char* Data(std::uint32_t code) const {
-    return code < 256 ? &single_[code] : arena_.data() + entries_[code].offset;
-  }
-
-  // Stores string(prefix) + byte as `code`.
-  void Add(std::uint32_t code, std::uint32_t prefix, unsigned char byte) {
-    const std::size_t length = Length(prefix);
-    const std::size_t offset = arena_.size();
-    arena_.resize(offset + length + 1);
-    // Data() is read after the resize, which may move the arena.
-    std::memcpy(arena_.data() + offset, Data(prefix), length);
-    arena_[offset + length] = byte;
-    entries_[code] = {offset, length + 1};
-  }
-
- private:
-  struct Entry {
-    std::size_t offset;
-    std::size_t length;
-  };
-  std::array<unsigned char, 256> single_{};
-  std::array<Entry, LZWCompression::kTableSize> entries_{};
-  std::vector<unsigned char> arena_;
+struct Entry {
+  std::uint32_t offset;
+  std::uint32_t length;
 };
 
 }  // namespace
 
 void LZWCompression::Decompress(std::istream& input, std::ostream& output) {
   StreamBitReader reader(input);
-  OutputBlock out(output);
-  auto table = std::make_unique<DecoderTable>();
+  History history(output);
+  std::vector<Entry> table(kTableSize);
   std::uint32_t width = kMinCodeWidth;
   std::uint32_t nextCode = kFirstFreeCode;
   // No previous string before the first Clear: a stream that starts with
   // anything but Clear is inconsistent.
   std::uint32_t previous = kTableSize;
+  std::size_t previousStart = 0;
+  std::uint32_t previousLength = 0;
 
+  // Writes the string of a code already in the table.
   auto emit = [&](std::uint32_t code) {
-    const std::size_t length = table->Length(code);
-    std::memcpy(out.Reserve(length), table->Data(code), length);
+    previousStart = history.Size();
+    if (code < 256) {
+      history.AppendByte(static_cast<unsigned char>(code));
+      previousLength = 1;
+    } else {
+      history.AppendCopy(table[code].offset, table[code].length);
+      previousLength = table[code].length;
+    }
   };
-  auto add = [&](std::uint32_t prefix, unsigned char byte) {
+  // The new entry is the previous string plus the byte that now follows it.
+  auto add = [&](std::size_t start, std::uint32_t length) {
     if (nextCode > kTableSize - 1) throw DecompressionException("LZW table is full!");
-    table->Add(nextCode, prefix, byte);
+    table[nextCode] = {static_cast<std::uint32_t>(start), length + 1};
     ++nextCode;
     if (((nextCode + earlyChange_) >> width) != 0) ++width;
   };
@@ -216,7 +225,7 @@ void LZWCompression::Decompress(std::istream& input, std::ostream& output) {
       if (code == kClearCode) {
         width = kMinCodeWidth;
         nextCode = kFirstFreeCode;
-        table->Reset();
+        history.Restart();
         do {
           if (!reader.ReadCode(width, code)) throw DecompressionException("Unexpected end of LZW stream");
         } while (code == kClearCode);
@@ -229,21 +238,27 @@ void LZWCompression::Decompress(std::istream& input, std::ostream& output) {
       if (code == kEndOfInformation) break;
       if (code > nextCode) throw DecompressionException("LZW code is invalid");
       if (previous >= nextCode) throw DecompressionException("Internal inconsistency in LZW decompression");
+      const std::size_t start = previousStart;
+      const std::uint32_t length = previousLength;
       if (code < nextCode) {
         emit(code);
-        add(previous, *table->Data(code));
+        add(start, length);
       } else {
-        // The code being defined right now: previous string + its own first byte.
-        add(previous, *table->Data(previous));
-        emit(code);
+        // The code being defined right now: the previous string and its own
+        // first byte, which the copy of the previous string starts with.
+        previousStart = history.Size();
+        history.AppendCopy(start, length);
+        history.AppendByte(history.At(start));
+        previousLength = length + 1;
+        add(start, length);
       }
       previous = code;
     }
   } catch (...) {
-    out.Flush();
+    history.Flush();
     throw;
   }
-  out.Flush();
+  history.Flush();
   if (reader.MoreBytesFollow()) std::cerr << "Warning, not all data read" << std::endl;
 }
 

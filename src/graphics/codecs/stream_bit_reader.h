@@ -36,6 +36,22 @@ class StreamBitReader : public IBitReader {
     return true;
   }
 
+  // The reader's state for a decoding loop that keeps it in registers: the
+  // loop exports it, works on the copy, and imports it back before anything
+  // else touches the reader.
+  struct Raw {
+    std::uint64_t accumulator;
+    std::uint32_t count;
+    const unsigned char* next;
+    const unsigned char* end;
+  };
+  Raw Export() const { return {accumulator_, count_, block_.data() + position_, block_.data() + end_}; }
+  void Import(const Raw& raw) {
+    accumulator_ = raw.accumulator;
+    count_ = raw.count;
+    position_ = static_cast<std::size_t>(raw.next - block_.data());
+  }
+
  protected:
   // Bytes left in the current block; when none, reads the next block.
   // Returns false at the end of the input.
