@@ -1,6 +1,7 @@
 #include "graphics/codecs/lzw_compression.h"
 
 #include <array>
+#include <bit>
 #include <cstring>
 #include <iostream>
 #include <memory>
@@ -129,7 +130,13 @@ constexpr std::size_t kSlack = 16;
 // handed to the stream in blocks but kept until the next Clear.
 class History {
  public:
-  explicit History(std::ostream& output) : output_(output), bytes_(kFlushSize + kSlack) {}
+  // The history starts with the 256 single bytes, so that a literal code is
+  // a copy like any other; they are never written out.
+  static constexpr std::size_t kLiterals = 256;
+
+  explicit History(std::ostream& output) : output_(output), bytes_(kFlushSize + kSlack) {
+    for (std::size_t i = 0; i < kLiterals; ++i) bytes_[i] = static_cast<unsigned char>(i);
+  }
 
   std::size_t Size() const { return used_; }
 
@@ -153,6 +160,12 @@ class History {
 
   unsigned char At(std::size_t offset) const { return bytes_[offset]; }
 
+  // For the decoding loop that writes directly: the storage, and how many
+  // bytes may be used before the next Reserve().
+  unsigned char* Data() { return bytes_.data(); }
+  std::size_t Room() const { return bytes_.size() - kSlack; }
+  void SetSize(std::size_t used) { used_ = used; }
+
   // Writes what the stream has not seen yet.
   void Flush() {
     output_.write(reinterpret_cast<const char*>(bytes_.data() + flushed_),
@@ -163,8 +176,8 @@ class History {
   // At Clear: nothing before this point will be referred to again.
   void Restart() {
     Flush();
-    used_ = 0;
-    flushed_ = 0;
+    used_ = kLiterals;
+    flushed_ = kLiterals;
   }
 
  private:
@@ -176,8 +189,8 @@ class History {
 
   std::ostream& output_;
   std::vector<unsigned char> bytes_;
-  std::size_t used_ = 0;
-  std::size_t flushed_ = 0;
+  std::size_t used_ = kLiterals;
+  std::size_t flushed_ = kLiterals;
 };
 
 struct Entry {
@@ -191,6 +204,7 @@ void LZWCompression::Decompress(std::istream& input, std::ostream& output) {
   StreamBitReader reader(input);
   History history(output);
   std::vector<Entry> table(kTableSize);
+  for (std::uint32_t code = 0; code < 256; ++code) table[code] = {code, 1};
   std::uint32_t width = kMinCodeWidth;
   std::uint32_t nextCode = kFirstFreeCode;
   // No previous string before the first Clear: a stream that starts with
@@ -218,8 +232,60 @@ void LZWCompression::Decompress(std::istream& input, std::ostream& output) {
     if (((nextCode + earlyChange_) >> width) != 0) ++width;
   };
 
+  // Plain codes while input and room last, with the bit state in registers.
+  // Clear, End of Information, anything invalid and the input's last bytes
+  // are left to the exact path below, one code at a time.
+  auto decodeFast = [&] {
+    if (previous >= nextCode) return;
+    auto raw = reader.Export();
+    std::uint64_t bits = raw.accumulator;
+    std::uint32_t count = raw.count;
+    const unsigned char* in = raw.next;
+    const unsigned char* const inEnd = raw.end;
+    unsigned char* const out = history.Data();
+    std::size_t used = history.Size();
+    const std::size_t room = history.Room();
+    const std::uint32_t early = earlyChange_;
+    while (inEnd - in >= 8 && used + kTableSize + kSlack <= room) {
+      if (count < 16) {
+        std::uint64_t word;
+        std::memcpy(&word, in, 8);
+        if constexpr (std::endian::native == std::endian::little) word = __builtin_bswap64(word);
+        const std::uint32_t take = (63 - count) >> 3;
+        bits = (bits << (8 * take)) | (word >> (64 - 8 * take));
+        count += 8 * take;
+        in += take;
+      }
+      const std::uint32_t code = static_cast<std::uint32_t>(bits >> (count - width)) & ((1u << width) - 1);
+      if (code == kClearCode || code == kEndOfInformation || code > nextCode || nextCode > kTableSize - 1) break;
+      count -= width;
+      const std::size_t start = used;
+      const Entry entry =
+          code < nextCode ? table[code] : Entry{static_cast<std::uint32_t>(previousStart), previousLength};
+      const unsigned char* from = out + entry.offset;
+      unsigned char* to = out + used;
+      if (entry.length <= kSlack && to - from >= static_cast<std::ptrdiff_t>(kSlack)) {
+        std::memcpy(to, from, kSlack);
+      } else {
+        std::memmove(to, from, entry.length);
+      }
+      used += entry.length;
+      // The code being defined right now ends with its own first byte.
+      if (code == nextCode) out[used++] = out[entry.offset];
+      table[nextCode] = {static_cast<std::uint32_t>(previousStart), previousLength + 1};
+      ++nextCode;
+      if (((nextCode + early) >> width) != 0) ++width;
+      previousStart = start;
+      previousLength = static_cast<std::uint32_t>(used - start);
+      previous = code;
+    }
+    reader.Import({bits, count, in, inEnd});
+    history.SetSize(used);
+  };
+
   try {
     for (;;) {
+      decodeFast();
       std::uint32_t code = 0;
       if (!reader.ReadCode(width, code)) throw DecompressionException("Unexpected end of stream");
       if (code == kClearCode) {
