@@ -139,6 +139,7 @@ void DecodeFast(DeflateStreamBitReader& reader, RollingOutputBuffer& buffer, con
   const std::uint64_t literalMask = (std::uint64_t{1} << literals.FastBits()) - 1;
   const std::uint64_t distanceMask = (std::uint64_t{1} << distances.FastBits()) - 1;
   constexpr std::uint32_t kResolved = HuffmanTable::kResolved;
+  constexpr std::uint32_t kLiteral = HuffmanTable::kLiteral;
 
   while (inEnd - in >= 8 && out < outLimit) {
     std::uint64_t word;
@@ -148,15 +149,21 @@ void DecodeFast(DeflateStreamBitReader& reader, RollingOutputBuffer& buffer, con
     in += (63 - count) >> 3;
     count |= 56;
 
-    const std::uint32_t entry = literalFast[bits & literalMask];
-    if (!(entry & kResolved)) break;
-    const std::uint32_t symbol = entry >> 8;
-    if (symbol < kEndOfBlock) {
-      bits >>= entry & 0xF;
-      count -= entry & 0xF;
-      *out++ = static_cast<unsigned char>(symbol);
+    std::uint32_t entry = literalFast[bits & literalMask];
+    if (entry & kLiteral) {
+      // Up to five literals per refill: each takes at most the lookup's
+      // width, and the refill left at least 56 bits.
+      for (int i = 0; i < 5; ++i) {
+        bits >>= entry & 0xF;
+        count -= entry & 0xF;
+        *out++ = static_cast<unsigned char>(entry >> 8);
+        entry = literalFast[bits & literalMask];
+        if (!(entry & kLiteral)) break;
+      }
       continue;
     }
+    if (!(entry & kResolved)) break;
+    const std::uint32_t symbol = entry >> 8;
     if (symbol == kEndOfBlock || symbol > kLastLengthCode) break;
     // From here on nothing is kept unless the whole pair turns out valid.
     std::uint64_t pairBits = bits >> (entry & 0xF);

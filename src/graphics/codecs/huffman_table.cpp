@@ -18,10 +18,11 @@ std::uint32_t Reverse(std::uint32_t code, std::uint32_t length) {
   return reversed;
 }
 
-// The 10-bit reversal of every index.
-const auto kReversed10 = [] {
-  std::array<std::uint16_t, 1024> table{};
-  for (std::uint32_t i = 0; i < 1024; ++i) table[i] = static_cast<std::uint16_t>(Reverse(i, 10));
+// The reversal of every index of the widest first-level lookup.
+template <std::uint32_t Bits>
+const std::array<std::uint16_t, std::size_t{1} << Bits> kReversed = [] {
+  std::array<std::uint16_t, std::size_t{1} << Bits> table{};
+  for (std::uint32_t i = 0; i < table.size(); ++i) table[i] = static_cast<std::uint16_t>(Reverse(i, Bits));
   return table;
 }();
 
@@ -44,6 +45,12 @@ HuffmanTable::HuffmanTable(const std::vector<std::uint8_t>& lengths) {
   // Codes in symbol order; the first symbol whose code has no slot, or
   // whose slot an earlier symbol already holds, is the error reported.
   const std::size_t symbols = std::min<std::size_t>(lengths.size(), kMaxSymbols);
+  // Placed by length, then symbol: that is slot order unless some length
+  // is over-full, which the sort below then mends.
+  std::array<std::uint32_t, kCountedLengths + 2> place{};
+  for (std::uint32_t n = 1; n <= kCountedLengths; ++n) place[n + 1] = place[n] + count[n];
+  std::size_t placed = 0;
+  slots_.resize(place[kCountedLengths + 1]);
   std::size_t firstError = symbols;
   for (std::size_t symbol = 0; symbol < symbols; ++symbol) {
     const std::uint32_t length = lengths[symbol];
@@ -57,12 +64,27 @@ HuffmanTable::HuffmanTable(const std::vector<std::uint8_t>& lengths) {
       firstError = symbol;
       break;
     }
-    slots_.push_back(static_cast<std::uint32_t>(slot << 9 | symbol));
+    slots_[place[length]++] = static_cast<std::uint32_t>(slot << 9 | symbol);
+    ++placed;
   }
-  std::sort(slots_.begin(), slots_.end());
+  if (placed != slots_.size()) {
+    // Stopped at an error: keep only what was placed, in slot order.
+    std::vector<std::uint32_t> kept;
+    kept.reserve(placed);
+    std::uint32_t begin = 0;
+    for (std::uint32_t n = 1; n <= kCountedLengths; ++n) {
+      const std::uint32_t end = begin + count[n];
+      for (std::uint32_t i = begin; i < place[n]; ++i) kept.push_back(slots_[i]);
+      begin = end;
+    }
+    slots_ = std::move(kept);
+  }
+  if (!std::is_sorted(slots_.begin(), slots_.end())) std::sort(slots_.begin(), slots_.end());
   std::size_t firstDuplicate = symbols;
   for (std::size_t i = 1; i < slots_.size(); ++i) {
-    if ((slots_[i] >> 9) == (slots_[i - 1] >> 9)) firstDuplicate = std::min<std::size_t>(firstDuplicate, slots_[i] & 0x1FF);
+    if ((slots_[i] >> 9) == (slots_[i - 1] >> 9)) {
+      firstDuplicate = std::min<std::size_t>(firstDuplicate, slots_[i] & 0x1FF);
+    }
   }
   if (firstDuplicate < firstError) throw DecompressionException("Duplicate code!");
   if (firstError < symbols) throw DecompressionException("Code too large for this table");
@@ -79,7 +101,7 @@ void HuffmanTable::BuildFastTable() {
   fastBits_ = std::min(maxLength_, kFastBits);
   fast_.resize(std::size_t{1} << fastBits_);
   for (std::uint32_t bits = 0; bits < fast_.size(); ++bits) {
-    fast_[bits] = (kReversed10[bits] >> (kFastBits - fastBits_)) << 8;
+    fast_[bits] = (kReversed<kFastBits>[bits] >> (kFastBits - fastBits_)) << 8;
   }
   // Longest first, so that where codes of several lengths share input bits
   // the shortest wins, as the bit-by-bit search finds it.
@@ -89,8 +111,10 @@ void HuffmanTable::BuildFastTable() {
     if (slot >= fastSlots) continue;
     const std::uint32_t length = static_cast<std::uint32_t>(std::bit_width(slot + 2)) - 1;
     const std::uint32_t code = slot + 2 - (1u << length);
-    const std::uint32_t entry = ((*it & 0x1FF) << 8) | kResolved | length;
-    for (std::uint32_t bits = Reverse(code, length); bits < fast_.size(); bits += 1u << length) {
+    const std::uint32_t symbol = *it & 0x1FF;
+    const std::uint32_t entry = (symbol << 8) | kResolved | (symbol < 256 ? kLiteral : 0) | length;
+    const std::uint32_t reversed = kReversed<kFastBits>[code] >> (kFastBits - length);
+    for (std::uint32_t bits = reversed; bits < fast_.size(); bits += 1u << length) {
       fast_[bits] = entry;
     }
   }

@@ -40,6 +40,9 @@ class HuffmanTable {
 
   // The first-level lookup, for decoding loops of their own (see fast_).
   static constexpr std::uint32_t kResolved = 0x10;
+  // Also set on resolved entries of symbols below 256 (literal bytes in the
+  // literal/length alphabet), so the hot loop tests one bit.
+  static constexpr std::uint32_t kLiteral = 0x20;
   std::uint32_t FastBits() const { return fastBits_; }
   const std::uint32_t* FastEntries() const { return fast_.data(); }
 
