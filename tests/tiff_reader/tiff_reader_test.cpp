@@ -155,7 +155,7 @@ TEST(TIFFReader, MalformedCorpus) {
   looping.nextDirectory = 8;
   TiffBuilder truncated = TiffBuilder::Grey(4, 3, kPixels);
   Bytes truncatedFile = truncated.Build();
-  truncatedFile.resize(truncatedFile.size() - 5);
+  truncatedFile.erase(truncatedFile.end() - 5, truncatedFile.end());
   const struct {
     const char* file;
     Bytes bytes;
