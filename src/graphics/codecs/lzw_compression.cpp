@@ -1,5 +1,6 @@
 #include "graphics/codecs/lzw_compression.h"
 
+#include <algorithm>
 #include <array>
 #include <bit>
 #include <cstring>
@@ -112,10 +113,6 @@ void LZWCompression::Compress(std::istream& input, std::ostream& output) {
   writer.Write(kEndOfInformation, width);
   writer.Flush();
 }
-
-}  // namespace Ashgrove
-
-namespace Ashgrove {
 
 namespace {
 

@@ -1,5 +1,7 @@
 #include "graphics/codecs/stream_bit_reader.h"
 
+#include <stdexcept>
+
 #include "graphics/codecs/exception.h"
 
 namespace Ashgrove {
@@ -29,7 +31,7 @@ bool StreamBitReader::FillMsbFirst(std::uint32_t count) {
 
 bool StreamBitReader::ReadBits(std::uint32_t count, BitSequence& bits) {
   if (count == 0) return true;
-  if (bits.length + count > BitSequence::kMaxLength) bits.Append(0, count);  // throws "count too large"
+  if (bits.length + count > BitSequence::kMaxLength) throw std::out_of_range("count too large");
   BitSequence read;
   while (count > 0) {
     const std::uint32_t step = count > 24 ? 24 : count;
