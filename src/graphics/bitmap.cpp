@@ -51,7 +51,6 @@ Bitmap::Bitmap(const Bitmap& source, std::uint64_t x0, std::uint64_t y0, std::ui
     }
   }
   SetPosition(x0, y0);
-  SetResolution(source.HorizontalResolution(), source.VerticalResolution());
 }
 
 bool Bitmap::WhiteIsZero() const { return true; }

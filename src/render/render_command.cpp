@@ -4,7 +4,17 @@
 #include <fstream>
 #include <iostream>
 #include <limits>
+#include <stdexcept>
+// GCC 12 with the sanitizers reports "may be used uninitialized" inside
+// <regex> itself; the warning is about the library's code, not ours.
+#if defined(__GNUC__) && !defined(__clang__)
+#pragma GCC diagnostic push
+#pragma GCC diagnostic ignored "-Wmaybe-uninitialized"
+#endif
 #include <regex>
+#if defined(__GNUC__) && !defined(__clang__)
+#pragma GCC diagnostic pop
+#endif
 #include <string>
 #include <vector>
 
@@ -172,11 +182,11 @@ void ReadGraphic(std::istream& in, Brindle::Bitmap& canvas, unsigned resolution)
   if (c != ';') throw InvalidFormatException("Syntax error");
 
   const std::string xField = ReadField(in);
+  std::uint64_t x = std::stoul(xField);
   const std::string yField = ReadField(in);
+  std::uint64_t y = std::stoul(yField);
   const std::uint64_t width = std::stoul(ReadField(in));
   const std::uint64_t height = std::stoul(ReadField(in));
-  std::uint64_t x = std::stoul(xField);
-  std::uint64_t y = std::stoul(yField);
   // A coordinate marked D is scaled here and again at placement below. The
   // double scaling is how jobs have always been rendered and is kept.
   if (xField.back() == 'D') x = Dots(resolution, x);
@@ -264,6 +274,9 @@ void Render(const Arguments& arguments) {
   const Brindle::Bitmap canvas = ReadJob(in, options.resolution);
   canvas.Write(out, 0);
   out.flush();
+  // The writer leaves stream errors to its caller; a label that did not reach
+  // the disk (or a closed pipe) must not pass for a rendered one.
+  if (!out) throw IOException("Unable to write to output");
 }
 
 }  // namespace Corvane::Vellum::Commands

@@ -19,6 +19,8 @@ namespace Corvane::Vellum::Commands {
 // and malformed TOPIX data in std::out_of_range or Brindle::BitmapException,
 // as the job format's decoders have always reported them. Nothing is written
 // to the output on failure (a named output file has already been truncated).
+// A failed write of the picture is Corvane::IOException "Unable to write to
+// output".
 void Render(const Arguments& arguments);
 
 }  // namespace Corvane::Vellum::Commands

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <bit>
 #include <stdexcept>
 
 #include "core/exception.h"
@@ -21,25 +22,40 @@ std::uint64_t RowBytes(std::uint64_t width) { return width / 8 + (width % 8 != 0
 // Bit 7 stands for the first section, block or byte of a map byte.
 bool IsSet(unsigned char map, unsigned bit) { return (map & (0x80u >> bit)) != 0; }
 
+// Index of the highest set bit of a map byte, counted from bit 7 as 0: the
+// order in which TOPIX lists sections, blocks and bytes.
+unsigned FirstSet(unsigned map) {
+  return static_cast<unsigned>(std::countl_zero(static_cast<std::uint8_t>(map)));
+}
+
+// The longest a line can be: section byte, 8 block bytes, 64 byte maps and
+// 512 difference bytes.
+constexpr std::size_t kLongestLine = 1 + 8 + 64 + kMaxLineBytes;
+
 // Reads one line starting at `position` and XORs its difference bytes into
-// `row`, which then holds the decoded row. Every byte goes through at(), so a
-// line cut short or pointing past the row is a std::out_of_range. Returns the
-// number of bytes the line took.
+// `row`, which then holds the decoded row; returns the number of bytes taken.
+// Row accesses go through at(), so a line pointing past the row is a
+// std::out_of_range; so are data accesses when Checked, near the end of the
+// data, where a line may be cut short. Further from the end no line can run
+// past the data, and that check is left out of this hot loop.
+template <bool Checked>
 std::size_t DecodeLine(const std::vector<unsigned char>& data, std::size_t position,
                        std::vector<unsigned char>& row) {
+  const auto take = [&data, &position] { return Checked ? data.at(position++) : data[position++]; };
   const std::size_t start = position;
-  const unsigned char sections = data.at(position++);
-  for (unsigned s = 0; s < 8; ++s) {
-    if (!IsSet(sections, s)) continue;
-    const unsigned char blocks = data.at(position++);
-    for (unsigned b = 0; b < 8; ++b) {
-      if (!IsSet(blocks, b)) continue;
-      const unsigned char bytes = data.at(position++);
-      for (unsigned p = 0; p < 8; ++p) {
-        if (!IsSet(bytes, p)) continue;
+  for (unsigned sections = take(); sections != 0;) {
+    const unsigned s = FirstSet(sections);
+    sections &= ~(0x80u >> s);
+    for (unsigned blocks = take(); blocks != 0;) {
+      const unsigned b = FirstSet(blocks);
+      blocks &= ~(0x80u >> b);
+      for (unsigned bytes = take(); bytes != 0;) {
+        const unsigned p = FirstSet(bytes);
+        bytes &= ~(0x80u >> p);
         // Indices within a line only ever increase, so XOR into the running
         // row is the same as a zeroed line buffer XOR the row above.
-        row.at(s * kSectionBytes + b * kBlockBytes + p) ^= data.at(position++);
+        const std::size_t index = s * kSectionBytes + b * kBlockBytes + p;
+        row.at(index) ^= take();
       }
     }
   }
@@ -56,7 +72,9 @@ void DecodeTOPIX(const std::vector<unsigned char>& data, std::uint64_t width,
   std::vector<unsigned char> current(std::min(RowBytes(width), kMaxLineBytes), 0);
   std::size_t position = 0;
   for (std::uint64_t index = 0; position < data.size(); ++index) {
-    const std::size_t taken = DecodeLine(data, position, current);
+    const bool checked = data.size() - position < kLongestLine;
+    const std::size_t taken = checked ? DecodeLine<true>(data, position, current)
+                                      : DecodeLine<false>(data, position, current);
     // The section byte is always taken, so this cannot fire; it stays as a
     // guard against a line that would never advance.
     if (taken == 0) throw BitmapException("TOPIX data invalid");
@@ -70,8 +88,13 @@ Bitmap BitmapFromData(const std::vector<unsigned char>& data, std::uint64_t widt
   if (format == kRawFormat) return Bitmap(data, width, height);
   if (format != kTOPIXFormat) throw BitmapException("Unknown compression format specified");
   Bitmap bitmap(width, 0);
-  std::vector<unsigned char> full(bitmap.BytesPerRow(), 0);
+  // Only rows wider than the 512 addressable bytes need padding out.
+  std::vector<unsigned char> full(bitmap.BytesPerRow() > kMaxLineBytes ? bitmap.BytesPerRow() : 0);
   DecodeTOPIX(data, width, [&](std::uint64_t, const std::vector<unsigned char>& row) {
+    if (row.size() == bitmap.BytesPerRow()) {
+      bitmap.AppendRow(row);
+      return;
+    }
     std::copy(row.begin(), row.end(), full.begin());
     bitmap.AppendRow(full);
   });

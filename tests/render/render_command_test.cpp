@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <cstdlib>
 #include <cstring>
 #include <fstream>
 #include <functional>
@@ -174,6 +175,14 @@ TEST_F(RenderTest, FileErrors) {
   } catch (const IOException& e) {
     EXPECT_STREQ(e.what(), "Unable to read from output file");
   }
+  if (std::filesystem::exists("/dev/full")) {  // a device that is always full
+    try {
+      Commands::Render({"-o", "/dev/full", (dir_ / "job.prn").string()});
+      ADD_FAILURE();
+    } catch (const IOException& e) {
+      EXPECT_STREQ(e.what(), "Unable to write to output");
+    }
+  }
 }
 
 TEST_F(RenderTest, JobErrors) {
@@ -331,6 +340,43 @@ TEST_F(RenderTest, StandardInputToStandardOutput) {
   std::cout.rdbuf(oldOut);
   EXPECT_EQ(out.str().size(), 186u + 76u * 406u);
   EXPECT_EQ(static_cast<unsigned char>(out.str()[186]), 0x42);
+}
+
+}  // namespace
+}  // namespace Corvane::Vellum::Commands
+
+namespace Corvane::Vellum::Commands {
+namespace {
+
+std::filesystem::path FromEnvironment(const char* name) {
+  const char* value = std::getenv(name);
+  return value != nullptr ? value : ".";
+}
+
+// The committed samples are what make_samples draws today, and they render.
+TEST(BundledSamples, AreCurrentAndRender) {
+  const auto source = FromEnvironment("VELLUM_SOURCE_DIR");
+  const std::filesystem::path maker = VELLUM_MAKE_SAMPLES;
+  vellum_test::TempDir dir;
+  ASSERT_EQ(
+      vellum_test::RunCommand("'" + maker.string() + "' '" + dir.path().string() + "'").status, 0);
+  struct Case {
+    const char* name;
+    std::uint64_t width, height;
+  };
+  for (const Case& c : {Case{"shipping_label.prn", 800, 1224}, Case{"small_label.prn", 400, 264}}) {
+    SCOPED_TRACE(c.name);
+    EXPECT_EQ(vellum_test::ReadFile(source / "samples" / c.name),
+              vellum_test::ReadFile(dir / c.name));
+    const auto output = dir / "out.tif";
+    Render({"-o", output.string(), (source / "samples" / c.name).string()});
+    const auto tags = vellum_test::TiffTags(output);
+    EXPECT_EQ(tags.at(256), std::to_string(c.width));
+    EXPECT_EQ(tags.at(257), std::to_string(c.height));
+    const auto pixels = vellum_test::LibtiffPixels(output);
+    EXPECT_GT(std::count_if(pixels.begin(), pixels.end(), [](unsigned char b) { return b != 0; }),
+              1000);
+  }
 }
 
 }  // namespace
