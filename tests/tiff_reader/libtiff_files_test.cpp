@@ -77,9 +77,11 @@ Bytes WithRowCarryOver(const Bytes& pixels, std::uint32_t samples, std::uint32_t
   return out;
 }
 
+// Heights avoid exactly two strips: see TwoInlineStripCountsAreTakenAsAnOffset.
 TEST(TIFFReaderAgainstLibtiff, TiffcpVariantsReadToLibtiffsPixels) {
   const Source sources[] = {
-      {"1-bit label", 1, 1, 77, 40}, {"8-bit grey", 8, 1, 50, 33}, {"16-bit grey", 16, 1, 20, 17},
+      {"1-bit label", 1, 1, 77, 40}, {"2-bit grey", 2, 1, 33, 16},  {"4-bit grey", 4, 1, 21, 18},
+      {"8-bit grey", 8, 1, 50, 33},  {"16-bit grey", 16, 1, 20, 17},
       {"8-bit RGB", 8, 3, 19, 21},   {"8-bit CMYK", 8, 4, 11, 15},
   };
   const char* const compressions[] = {"none", "lzw"};

@@ -11,8 +11,10 @@ namespace Ashgrove {
 
 bool DeflateStreamBitReader::Refill(std::uint32_t count) {
   if (end_ - position_ >= 8) {
-    // Whole bytes only: the accumulator never holds part of an input byte
-    // beyond the one being read.
+    // Takes as many whole bytes as fit. The bits above count_ then preview
+    // the next byte, exactly the bits the next refill ORs in again, so they
+    // never corrupt anything; only taking bytes from the block directly
+    // (ReadAlignedBytes) has to drop them.
     std::uint64_t word;
     std::memcpy(&word, block_.data() + position_, 8);
     if constexpr (std::endian::native == std::endian::big) word = __builtin_bswap64(word);

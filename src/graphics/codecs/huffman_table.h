@@ -13,7 +13,8 @@ class HuffmanTable {
  public:
   static constexpr std::uint32_t kMaxSymbols = 289;
 
-  // Builds the code from one length per symbol (index = symbol, 0 = unused).
+  // Builds the code from one length per symbol (index = symbol, 0 = unused);
+  // lengths are at most 15, as Deflate's headers give them.
   // Throws DecompressionException "Code too large for this table" for a code
   // that does not fit the longest length given, and "Duplicate code!" when
   // two symbols get the same code. Incomplete codes are accepted.
