@@ -230,17 +230,22 @@ std::vector<unsigned char> Run(Ashgrove::IDecompressor& codec, const std::vector
   return output;
 }
 
-// Reads strip `index` as stored, refusing counts the stream cannot hold
-// before anything is allocated for them.
-std::vector<unsigned char> RawStrip(std::istream& input, const TIFFFileInfo& info, std::size_t index) {
+std::uint64_t StreamSize(std::istream& input) {
   input.clear();
   input.seekg(0, std::ios_base::end);
   const auto end = input.tellg();
-  const std::uint64_t size = end < 0 ? 0 : static_cast<std::uint64_t>(end);
+  return end < 0 ? 0 : static_cast<std::uint64_t>(end);
+}
+
+// Reads strip `index` as stored from a stream of `size` bytes, refusing
+// counts the stream cannot hold before anything is allocated for them.
+std::vector<unsigned char> RawStrip(std::istream& input, const TIFFFileInfo& info, std::size_t index,
+                                    std::uint64_t size) {
   const std::uint64_t offset = info.stripOffsets[index];
   const std::uint64_t count = info.stripByteCounts[index];
   if (offset > size || count > size - offset) throw ImageException("Unable to read required number of bytes");
   std::vector<unsigned char> bytes(count);
+  input.clear();
   input.seekg(static_cast<std::streamoff>(offset), std::ios_base::beg);
   input.read(reinterpret_cast<char*>(bytes.data()), static_cast<std::streamsize>(count));
   if (static_cast<std::uint64_t>(input.gcount()) != count) {
@@ -303,9 +308,10 @@ namespace ImageIO {
 namespace {
 
 // One strip decoded and checked to hold whole rows.
-std::vector<unsigned char> DecodedStrip(std::istream& input, const TIFFFileInfo& info, std::size_t index) {
+std::vector<unsigned char> DecodedStrip(std::istream& input, const TIFFFileInfo& info, std::size_t index,
+                                        std::uint64_t size) {
   const std::uint64_t rowLength = RowLength(info);
-  std::vector<unsigned char> raw = RawStrip(input, info, index);
+  std::vector<unsigned char> raw = RawStrip(input, info, index, size);
   std::vector<unsigned char> decoded;
   // A hint only: never more than the strip could expand to.
   const std::size_t expected = static_cast<std::size_t>(
@@ -352,7 +358,7 @@ std::vector<unsigned char> DecodedStrip(std::istream& input, const TIFFFileInfo&
 
 void ReadStripFromTIFFFormat(std::istream& input, const TIFFFileInfo& info, std::size_t index,
                              const RowCallback& deliver) {
-  const std::vector<unsigned char> decoded = DecodedStrip(input, info, index);
+  const std::vector<unsigned char> decoded = DecodedStrip(input, info, index, StreamSize(input));
   if (decoded.empty()) return;
   const std::size_t rowLength = static_cast<std::size_t>(RowLength(info));
   for (std::size_t at = 0; at < decoded.size(); at += rowLength) deliver(decoded.data() + at, rowLength);
@@ -363,8 +369,14 @@ std::vector<unsigned char> ReadStripDataFromTIFFFormat(std::istream& input, cons
   // Rows go out in strip order and are concatenated, so whole strips can be
   // appended at once; the first one is taken over without a copy.
   std::vector<unsigned char> data;
+  const std::uint64_t size = StreamSize(input);
+  if (decode && info.stripOffsets.size() > 1) {
+    // Room for the whole image, but never more than the file could expand to.
+    const std::uint64_t image = RowLength(info) * std::uint64_t{info.height};
+    data.reserve(static_cast<std::size_t>(std::min(image, size * 1032)));
+  }
   for (std::size_t i = 0; i < info.stripOffsets.size(); ++i) {
-    std::vector<unsigned char> strip = decode ? DecodedStrip(input, info, i) : RawStrip(input, info, i);
+    std::vector<unsigned char> strip = decode ? DecodedStrip(input, info, i, size) : RawStrip(input, info, i, size);
     if (data.empty()) {
       data = std::move(strip);
     } else {

@@ -8,6 +8,7 @@
 #include <memory>
 #include <vector>
 
+#include "graphics/codecs/byte_block.h"
 #include "graphics/codecs/exception.h"
 #include "graphics/codecs/stream_bit_reader.h"
 #include "graphics/codecs/stream_bit_writer.h"
@@ -116,7 +117,8 @@ void LZWCompression::Compress(std::istream& input, std::ostream& output) {
 
 namespace {
 
-constexpr std::size_t kFlushSize = 1 << 18;
+// The history's first size; it grows while a Clear is long in coming.
+constexpr std::size_t kHistoryStart = 1 << 15;
 constexpr std::size_t kSlack = 16;
 
 // Every string in the table is a run of the output produced since the last
@@ -131,7 +133,7 @@ class History {
   // a copy like any other; they are never written out.
   static constexpr std::size_t kLiterals = 256;
 
-  explicit History(std::ostream& output) : output_(output), bytes_(kFlushSize + kSlack) {
+  explicit History(std::ostream& output) : output_(output), bytes_(kHistoryStart + kSlack) {
     for (std::size_t i = 0; i < kLiterals; ++i) bytes_[i] = static_cast<unsigned char>(i);
   }
 
@@ -181,11 +183,13 @@ class History {
   void Reserve(std::size_t length) {
     if (used_ + length + kSlack <= bytes_.size()) return;
     Flush();
-    bytes_.resize(std::max(bytes_.size() * 2, used_ + length + kSlack));
+    ByteBlock larger(std::max(bytes_.size() * 2, used_ + length + kSlack));
+    std::memcpy(larger.data(), bytes_.data(), used_);
+    bytes_ = std::move(larger);
   }
 
   std::ostream& output_;
-  std::vector<unsigned char> bytes_;
+  ByteBlock bytes_;
   std::size_t used_ = kLiterals;
   std::size_t flushed_ = kLiterals;
 };
@@ -200,7 +204,8 @@ struct Entry {
 void LZWCompression::Decompress(std::istream& input, std::ostream& output) {
   StreamBitReader reader(input);
   History history(output);
-  std::vector<Entry> table(kTableSize);
+  // Codes from 258 on are always written before they are read.
+  const auto table = std::make_unique_for_overwrite<Entry[]>(kTableSize);
   for (std::uint32_t code = 0; code < 256; ++code) table[code] = {code, 1};
   std::uint32_t width = kMinCodeWidth;
   std::uint32_t nextCode = kFirstFreeCode;

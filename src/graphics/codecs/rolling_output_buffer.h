@@ -5,7 +5,8 @@
 #include <cstdint>
 #include <cstring>
 #include <ostream>
-#include <vector>
+
+#include "graphics/codecs/byte_block.h"
 
 namespace Ashgrove {
 
@@ -71,7 +72,7 @@ class RollingOutputBuffer {
   void Rotate();
 
   std::ostream& output_;
-  std::vector<unsigned char> buffer_;
+  ByteBlock buffer_;
   std::size_t position_ = 0;  // where the next byte goes
   std::size_t flushed_ = 0;   // bytes before this have reached the stream
 };

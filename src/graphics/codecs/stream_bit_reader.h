@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "graphics/codecs/bit_reader.h"
+#include "graphics/codecs/byte_block.h"
 
 namespace Ashgrove {
 
@@ -61,7 +62,7 @@ class StreamBitReader : public IBitReader {
   }
 
   std::istream& input_;
-  std::vector<unsigned char> block_;
+  ByteBlock block_;
   std::size_t position_ = 0;
   std::size_t end_ = 0;
   std::uint64_t accumulator_ = 0;
