@@ -7,9 +7,9 @@
 #include <unistd.h>
 #include <zlib.h>
 
-#include <ctime>
-#include <cstdio>
 #include <algorithm>
+#include <cstdio>
+#include <ctime>
 #include <fstream>
 #include <map>
 #include <sstream>
@@ -60,7 +60,8 @@ class Summary {
     std::printf("\n%-34s %12s %12s %8s\n", "case (MB/s of raw data)", "ours", "reference", "ratio");
     for (const auto& [row, figures] : rows_) {
       const auto [ours, theirs] = figures;
-      std::printf("%-34s %12.0f %12.0f %8.2f\n", row.c_str(), ours, theirs, theirs > 0 ? ours / theirs : 0.0);
+      std::printf("%-34s %12.0f %12.0f %8.2f\n", row.c_str(), ours, theirs,
+                  theirs > 0 ? ours / theirs : 0.0);
     }
   }
 
@@ -80,12 +81,14 @@ double ThreadSeconds() {
 
 // Runs `body` for the benchmark's iterations and records MB/s of `bytes`.
 template <typename Body>
-void Measure(benchmark::State& state, const std::string& row, bool ours, std::size_t bytes, Body body) {
+void Measure(benchmark::State& state, const std::string& row, bool ours, std::size_t bytes,
+             Body body) {
   const double start = ThreadSeconds();
   for (auto _ : state) body();
   const double seconds = ThreadSeconds() - start;
   state.SetBytesProcessed(static_cast<std::int64_t>(state.iterations() * bytes));
-  if (seconds > 0) summary.Record(row, ours, static_cast<double>(state.iterations()) * bytes / seconds / 1e6);
+  if (seconds > 0)
+    summary.Record(row, ours, static_cast<double>(state.iterations()) * bytes / seconds / 1e6);
 }
 
 // ---- helpers ----------------------------------------------------------------
@@ -125,9 +128,11 @@ std::string TempPath(const std::string& name) {
 }
 
 // libtiff writing the payload as one strip of an image, with `compression`.
-void LibtiffWrite(const std::string& path, const Payload& p, int compression, std::uint32_t rowsPerStrip = 0) {
+void LibtiffWrite(const std::string& path, const Payload& p, int compression,
+                  std::uint32_t rowsPerStrip = 0) {
   TIFF* tiff = TIFFOpen(path.c_str(), "w");
-  const std::uint32_t width = p.bits == 1 ? p.width : static_cast<std::uint32_t>(p.bytes.size() / p.height);
+  const std::uint32_t width =
+      p.bits == 1 ? p.width : static_cast<std::uint32_t>(p.bytes.size() / p.height);
   TIFFSetField(tiff, TIFFTAG_IMAGEWIDTH, width);
   TIFFSetField(tiff, TIFFTAG_IMAGELENGTH, p.height);
   TIFFSetField(tiff, TIFFTAG_BITSPERSAMPLE, p.bits);
@@ -138,9 +143,11 @@ void LibtiffWrite(const std::string& path, const Payload& p, int compression, st
   TIFFSetField(tiff, TIFFTAG_XRESOLUTION, 203.0);
   TIFFSetField(tiff, TIFFTAG_YRESOLUTION, 203.0);
   TIFFSetField(tiff, TIFFTAG_RESOLUTIONUNIT, RESUNIT_INCH);
-  const std::size_t stripBytes = rowsPerStrip ? p.bytes.size() / p.height * rowsPerStrip : p.bytes.size();
+  const std::size_t stripBytes =
+      rowsPerStrip ? p.bytes.size() / p.height * rowsPerStrip : p.bytes.size();
   for (std::size_t at = 0, strip = 0; at < p.bytes.size(); at += stripBytes, ++strip) {
-    TIFFWriteEncodedStrip(tiff, static_cast<std::uint32_t>(strip), const_cast<unsigned char*>(p.bytes.data() + at),
+    TIFFWriteEncodedStrip(tiff, static_cast<std::uint32_t>(strip),
+                          const_cast<unsigned char*>(p.bytes.data() + at),
                           static_cast<tmsize_t>(std::min(stripBytes, p.bytes.size() - at)));
   }
   TIFFClose(tiff);
@@ -168,7 +175,8 @@ Bytes LibtiffReadAll(const std::string& path) {
 void DeflateDecode(benchmark::State& state, std::size_t payload, int level, bool ours) {
   const Payload& p = Payloads()[payload];
   const Bytes compressed = ZlibRaw(p.bytes, level);
-  const std::string row = std::string("deflate decode ") + p.name + " level " + std::to_string(level);
+  const std::string row =
+      std::string("deflate decode ") + p.name + " level " + std::to_string(level);
   Bytes output;
   output.reserve(p.bytes.size());
   if (ours) {
@@ -256,7 +264,8 @@ void TiffRead(benchmark::State& state, std::size_t payload, int compression, boo
   } else {
     // libtiff's own file of the same image (Deflate with its zlib header).
     LibtiffWrite(path, p, compression == 8 ? COMPRESSION_ADOBE_DEFLATE : compression);
-    Measure(state, row, false, p.bytes.size(), [&] { benchmark::DoNotOptimize(LibtiffReadAll(path)); });
+    Measure(state, row, false, p.bytes.size(),
+            [&] { benchmark::DoNotOptimize(LibtiffReadAll(path)); });
   }
   std::remove(path.c_str());
 }
@@ -274,7 +283,8 @@ void TiffReadStrips(benchmark::State& state, std::size_t payload, bool ours) {
       benchmark::DoNotOptimize(Brindle::ImageIO::ReadFromTIFFFormat(in));
     });
   } else {
-    Measure(state, row, false, p.bytes.size(), [&] { benchmark::DoNotOptimize(LibtiffReadAll(path)); });
+    Measure(state, row, false, p.bytes.size(),
+            [&] { benchmark::DoNotOptimize(LibtiffReadAll(path)); });
   }
   std::remove(path.c_str());
 }
@@ -285,30 +295,35 @@ void Register() {
   for (std::size_t i = 0; i < 3; ++i) {
     for (int level : {6, 9})
       for (bool ours : {true, false})
-        benchmark::RegisterBenchmark(
-            (std::string("DeflateDecode/") + names[i] + "/level" + std::to_string(level) + (ours ? "/ours" : "/zlib"))
-                .c_str(),
-            [=](benchmark::State& s) { DeflateDecode(s, i, level, ours); })
+        benchmark::RegisterBenchmark((std::string("DeflateDecode/") + names[i] + "/level" +
+                                      std::to_string(level) + (ours ? "/ours" : "/zlib"))
+                                         .c_str(),
+                                     [=](benchmark::State& s) { DeflateDecode(s, i, level, ours); })
             ->Unit(benchmark::kMillisecond);
     for (bool ours : {true, false}) {
-      benchmark::RegisterBenchmark((std::string("LZWDecode/") + names[i] + (ours ? "/ours" : "/libtiff")).c_str(),
-                                   [=](benchmark::State& s) { LzwDecode(s, i, ours); })
+      benchmark::RegisterBenchmark(
+          (std::string("LZWDecode/") + names[i] + (ours ? "/ours" : "/libtiff")).c_str(),
+          [=](benchmark::State& s) { LzwDecode(s, i, ours); })
           ->Unit(benchmark::kMillisecond);
-      benchmark::RegisterBenchmark((std::string("LZWEncode/") + names[i] + (ours ? "/ours" : "/libtiff")).c_str(),
-                                   [=](benchmark::State& s) { LzwEncode(s, i, ours); })
+      benchmark::RegisterBenchmark(
+          (std::string("LZWEncode/") + names[i] + (ours ? "/ours" : "/libtiff")).c_str(),
+          [=](benchmark::State& s) { LzwEncode(s, i, ours); })
           ->Unit(benchmark::kMillisecond);
     }
     if (i == 2) continue;
     for (bool ours : {true, false})
-      benchmark::RegisterBenchmark((std::string("TIFFRead/") + names[i] + "/lzw-strips" + (ours ? "/ours" : "/libtiff")).c_str(),
-                                   [=](benchmark::State& s) { TiffReadStrips(s, i, ours); })
+      benchmark::RegisterBenchmark(
+          (std::string("TIFFRead/") + names[i] + "/lzw-strips" + (ours ? "/ours" : "/libtiff"))
+              .c_str(),
+          [=](benchmark::State& s) { TiffReadStrips(s, i, ours); })
           ->Unit(benchmark::kMillisecond);
     for (int compression : {1, 5, 8})
       for (bool ours : {true, false})
-        benchmark::RegisterBenchmark((std::string("TIFFRead/") + names[i] + "/c" + std::to_string(compression) +
-                                      (ours ? "/ours" : "/libtiff"))
-                                         .c_str(),
-                                     [=](benchmark::State& s) { TiffRead(s, i, compression, ours); })
+        benchmark::RegisterBenchmark(
+            (std::string("TIFFRead/") + names[i] + "/c" + std::to_string(compression) +
+             (ours ? "/ours" : "/libtiff"))
+                .c_str(),
+            [=](benchmark::State& s) { TiffRead(s, i, compression, ours); })
             ->Unit(benchmark::kMillisecond);
   }
 }

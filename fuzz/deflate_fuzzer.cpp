@@ -49,9 +49,9 @@ ZlibResult ZlibInflate(const std::vector<unsigned char>& input) {
 // 286-287 and 30-31 in a dynamic header.
 bool ZlibIsStricterHere(const char* message) {
   if (message == nullptr) return false;
-  static const char* const kStricter[] = {"invalid code lengths set", "invalid literal/lengths set",
-                                          "invalid distances set", "too many length or distance symbols",
-                                          "missing end-of-block code"};
+  static const char* const kStricter[] = {
+      "invalid code lengths set", "invalid literal/lengths set", "invalid distances set",
+      "too many length or distance symbols", "missing end-of-block code"};
   for (const char* m : kStricter)
     if (std::strcmp(message, m) == 0) return true;
   return false;
@@ -86,6 +86,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   // We finished where zlib did not: either the input ended at a block
   // boundary without a final block (zlib wants more input), or zlib is
   // stricter about the code sets.
-  if (oursFinished && !zlibFinished && zlib.status != Z_BUF_ERROR && !ZlibIsStricterHere(zlib.message)) abort();
+  if (oursFinished && !zlibFinished && zlib.status != Z_BUF_ERROR &&
+      !ZlibIsStricterHere(zlib.message))
+    abort();
   return 0;
 }

@@ -15,7 +15,8 @@
 
 namespace {
 
-std::vector<unsigned char> Run(bool encode, std::uint32_t earlyChange, const std::vector<unsigned char>& input) {
+std::vector<unsigned char> Run(bool encode, std::uint32_t earlyChange,
+                               const std::vector<unsigned char>& input) {
   std::vector<unsigned char> output;
   Corvane::InputVectorStreamBuffer inBuffer(input);
   Corvane::OutputVectorStreamBuffer outBuffer(output);

@@ -2,8 +2,8 @@
 
 #include <algorithm>
 #include <cmath>
-#include <map>
 #include <iterator>
+#include <map>
 
 #include "graphics/codecs/deflate_compression.h"
 #include "graphics/codecs/jpeg_compression.h"
@@ -76,8 +76,10 @@ class FieldReader {
   std::uint32_t Read32() {
     unsigned char b[4];
     ReadExactly(b, 4);
-    return bigEndian_ ? std::uint32_t{b[0]} << 24 | std::uint32_t{b[1]} << 16 | std::uint32_t{b[2]} << 8 | b[3]
-                      : std::uint32_t{b[3]} << 24 | std::uint32_t{b[2]} << 16 | std::uint32_t{b[1]} << 8 | b[0];
+    return bigEndian_ ? std::uint32_t{b[0]} << 24 | std::uint32_t{b[1]} << 16 |
+                            std::uint32_t{b[2]} << 8 | b[3]
+                      : std::uint32_t{b[3]} << 24 | std::uint32_t{b[2]} << 16 |
+                            std::uint32_t{b[1]} << 8 | b[0];
   }
 
  private:
@@ -128,7 +130,8 @@ class DirectoryParser {
       return true;
     }
     reader_.Seek(entry.value);
-    const std::uint64_t count = entry.type == kRational ? std::uint64_t{entry.count} * 2 : entry.count;
+    const std::uint64_t count =
+        entry.type == kRational ? std::uint64_t{entry.count} * 2 : entry.count;
     // No reservation from the declared count: the values are only taken as
     // far as the file really holds them.
     for (std::uint64_t i = 0; i < count; ++i) {
@@ -153,7 +156,8 @@ class DirectoryParser {
  private:
   // Reads one directory into the map and returns the next one's offset.
   std::uint32_t ReadDirectory(std::uint32_t offset) {
-    if (directories_.count(offset) != 0) throw ImageException("TIFF directory chain loops back on itself");
+    if (directories_.count(offset) != 0)
+      throw ImageException("TIFF directory chain loops back on itself");
     reader_.Seek(offset);
     const std::uint16_t count = reader_.Read16();
     // Directories that share bytes would let a small file make us read the
@@ -218,8 +222,8 @@ std::uint64_t RowLength(const TIFFFileInfo& info) {
   }
 }
 
-std::vector<unsigned char> Run(Ashgrove::IDecompressor& codec, const std::vector<unsigned char>& input,
-                               std::size_t expected) {
+std::vector<unsigned char> Run(Ashgrove::IDecompressor& codec,
+                               const std::vector<unsigned char>& input, std::size_t expected) {
   std::vector<unsigned char> output;
   output.reserve(expected);
   Corvane::InputVectorStreamBuffer inBuffer(input);
@@ -239,11 +243,12 @@ std::uint64_t StreamSize(std::istream& input) {
 
 // Reads strip `index` as stored from a stream of `size` bytes, refusing
 // counts the stream cannot hold before anything is allocated for them.
-std::vector<unsigned char> RawStrip(std::istream& input, const TIFFFileInfo& info, std::size_t index,
-                                    std::uint64_t size) {
+std::vector<unsigned char> RawStrip(std::istream& input, const TIFFFileInfo& info,
+                                    std::size_t index, std::uint64_t size) {
   const std::uint64_t offset = info.stripOffsets[index];
   const std::uint64_t count = info.stripByteCounts[index];
-  if (offset > size || count > size - offset) throw ImageException("Unable to read required number of bytes");
+  if (offset > size || count > size - offset)
+    throw ImageException("Unable to read required number of bytes");
   std::vector<unsigned char> bytes(count);
   input.clear();
   input.seekg(static_cast<std::streamoff>(offset), std::ios_base::beg);
@@ -260,7 +265,8 @@ TIFFFileInfo::TIFFFileInfo(std::istream& input) {
   DirectoryParser parser(input);
   parser.ReadHeaderAndDirectories();
   if (!parser.Single(kPredictor, predictor)) predictor = 1;
-  if (!parser.Single(kCompression, compression)) throw ImageException("Cannot determine compression of this TIFF");
+  if (!parser.Single(kCompression, compression))
+    throw ImageException("Cannot determine compression of this TIFF");
   if (!parser.Single(kImageWidth, width) || !parser.Single(kImageLength, height)) {
     throw ImageException("TIFF dimensions are invalid");
   }
@@ -271,7 +277,8 @@ TIFFFileInfo::TIFFFileInfo(std::istream& input) {
     throw ImageException("Cannot find information about bits per sample");
   }
   if (bitsPerSample.empty() || bitsPerSample.size() != samplesPerPixel) {
-    throw ImageException("Number of bits per sample fields does not match number of samples per pixel");
+    throw ImageException(
+        "Number of bits per sample fields does not match number of samples per pixel");
   }
   if (std::adjacent_find(bitsPerSample.begin(), bitsPerSample.end(), std::not_equal_to<>()) !=
       bitsPerSample.end()) {
@@ -280,16 +287,21 @@ TIFFFileInfo::TIFFFileInfo(std::istream& input) {
   if (!parser.Single(kPhotometricInterpretation, photometricInterpretation)) {
     throw ImageException("TIFF file does not contain a photometric interpretation");
   }
-  if (!parser.Array(kStripOffsets, stripOffsets)) throw ImageException("Unable to get strip offsets");
-  if (!parser.Array(kStripByteCounts, stripByteCounts)) throw ImageException("Unable to get strip byte counts");
-  if (!parser.Single(kRowsPerStrip, rowsPerStrip)) throw ImageException("Could not find strip information");
+  if (!parser.Array(kStripOffsets, stripOffsets))
+    throw ImageException("Unable to get strip offsets");
+  if (!parser.Array(kStripByteCounts, stripByteCounts))
+    throw ImageException("Unable to get strip byte counts");
+  if (!parser.Single(kRowsPerStrip, rowsPerStrip))
+    throw ImageException("Could not find strip information");
   if (stripOffsets.size() != stripByteCounts.size()) {
     throw ImageException("Strip offsets and strip byte counts are different sizes");
   }
   horizontalResolution =
-      Resolution(parser, kXResolution, "This TIFF file does not contain the required x-resolution information");
+      Resolution(parser, kXResolution,
+                 "This TIFF file does not contain the required x-resolution information");
   verticalResolution =
-      Resolution(parser, kYResolution, "This TIFF file does not contain the required y-resolution information");
+      Resolution(parser, kYResolution,
+                 "This TIFF file does not contain the required y-resolution information");
   std::uint32_t unit = 0;
   if (!parser.Single(kResolutionUnit, unit)) {
     throw ImageException("This TIFF file does not contain the resolution unit of measurement");
@@ -308,14 +320,14 @@ namespace ImageIO {
 namespace {
 
 // One strip decoded and checked to hold whole rows.
-std::vector<unsigned char> DecodedStrip(std::istream& input, const TIFFFileInfo& info, std::size_t index,
-                                        std::uint64_t size) {
+std::vector<unsigned char> DecodedStrip(std::istream& input, const TIFFFileInfo& info,
+                                        std::size_t index, std::uint64_t size) {
   const std::uint64_t rowLength = RowLength(info);
   std::vector<unsigned char> raw = RawStrip(input, info, index, size);
   std::vector<unsigned char> decoded;
   // A hint only: never more than the strip could expand to.
-  const std::size_t expected = static_cast<std::size_t>(
-      std::min<std::uint64_t>(rowLength * std::uint64_t{info.rowsPerStrip}, std::uint64_t{raw.size()} * 1032));
+  const std::size_t expected = static_cast<std::size_t>(std::min<std::uint64_t>(
+      rowLength * std::uint64_t{info.rowsPerStrip}, std::uint64_t{raw.size()} * 1032));
   switch (info.compression) {
     case 1:
       // Uncompressed strips never go through the predictor; kept as it is.
@@ -341,7 +353,8 @@ std::vector<unsigned char> DecodedStrip(std::istream& input, const TIFFFileInfo&
   }
   if (info.compression != 1) {
     if (info.predictor == 2) {
-      Ashgrove::TIFFPrediction predictor(info.samplesPerPixel, info.bitsPerSample.front(), info.width);
+      Ashgrove::TIFFPrediction predictor(info.samplesPerPixel, info.bitsPerSample.front(),
+                                         info.width);
       decoded = Run(predictor, decoded, decoded.size());
     } else if (info.predictor != 1) {
       throw ImageException("Unknown prediction method used in TIFF");
@@ -361,11 +374,12 @@ void ReadStripFromTIFFFormat(std::istream& input, const TIFFFileInfo& info, std:
   const std::vector<unsigned char> decoded = DecodedStrip(input, info, index, StreamSize(input));
   if (decoded.empty()) return;
   const std::size_t rowLength = static_cast<std::size_t>(RowLength(info));
-  for (std::size_t at = 0; at < decoded.size(); at += rowLength) deliver(decoded.data() + at, rowLength);
+  for (std::size_t at = 0; at < decoded.size(); at += rowLength)
+    deliver(decoded.data() + at, rowLength);
 }
 
-std::vector<unsigned char> ReadStripDataFromTIFFFormat(std::istream& input, const TIFFFileInfo& info,
-                                                       bool decode) {
+std::vector<unsigned char> ReadStripDataFromTIFFFormat(std::istream& input,
+                                                       const TIFFFileInfo& info, bool decode) {
   // Rows go out in strip order and are concatenated, so whole strips can be
   // appended at once; the first one is taken over without a copy.
   std::vector<unsigned char> data;
@@ -376,7 +390,8 @@ std::vector<unsigned char> ReadStripDataFromTIFFFormat(std::istream& input, cons
     data.reserve(static_cast<std::size_t>(std::min(image, size * 1032)));
   }
   for (std::size_t i = 0; i < info.stripOffsets.size(); ++i) {
-    std::vector<unsigned char> strip = decode ? DecodedStrip(input, info, i, size) : RawStrip(input, info, i, size);
+    std::vector<unsigned char> strip =
+        decode ? DecodedStrip(input, info, i, size) : RawStrip(input, info, i, size);
     if (data.empty()) {
       data = std::move(strip);
     } else {
@@ -386,7 +401,8 @@ std::vector<unsigned char> ReadStripDataFromTIFFFormat(std::istream& input, cons
   return data;
 }
 
-std::vector<unsigned char> ReadStripDataFromTIFFFormat(std::istream& input, bool decode, TIFFFileInfo* infoOut) {
+std::vector<unsigned char> ReadStripDataFromTIFFFormat(std::istream& input, bool decode,
+                                                       TIFFFileInfo* infoOut) {
   const TIFFFileInfo info(input);
   if (infoOut != nullptr) *infoOut = info;
   return ReadStripDataFromTIFFFormat(input, info, decode);
@@ -396,7 +412,8 @@ Image ReadFromTIFFFormat(std::istream& input, TIFFFileInfo* infoOut) {
   const TIFFFileInfo info(input);
   if (infoOut != nullptr) *infoOut = info;
   std::vector<unsigned char> data = ReadStripDataFromTIFFFormat(input, info, true);
-  Image image(info.bitsPerSample.front(), info.samplesPerPixel, info.width, info.height, std::move(data));
+  Image image(info.bitsPerSample.front(), info.samplesPerPixel, info.width, info.height,
+              std::move(data));
   // Whole dots per inch, fraction dropped; a resolution no image can hold
   // (a zero denominator, say) is refused rather than converted.
   const auto whole = [](double value) {

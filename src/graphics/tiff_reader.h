@@ -51,8 +51,8 @@ using RowCallback = std::function<void(const unsigned char*, std::size_t)>;
 // "Unsupported bit-depth for this TIFF file", "Unknown TIFF compression
 // method used", "Unknown prediction method used in TIFF", "Data in this TIFF
 // file is not stored correctly") or the codecs' Ashgrove exceptions.
-std::vector<unsigned char> ReadStripDataFromTIFFFormat(std::istream& input, const TIFFFileInfo& info,
-                                                       bool decode);
+std::vector<unsigned char> ReadStripDataFromTIFFFormat(std::istream& input,
+                                                       const TIFFFileInfo& info, bool decode);
 // The same after parsing the info from the stream; a non-null `infoOut`
 // receives a copy of it.
 std::vector<unsigned char> ReadStripDataFromTIFFFormat(std::istream& input, bool decode,

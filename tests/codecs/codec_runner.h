@@ -10,7 +10,8 @@
 
 namespace VellumTest {
 
-inline std::vector<unsigned char> Decode(Ashgrove::IDecompressor& codec, const std::vector<unsigned char>& input,
+inline std::vector<unsigned char> Decode(Ashgrove::IDecompressor& codec,
+                                         const std::vector<unsigned char>& input,
                                          std::vector<unsigned char>* partial = nullptr) {
   std::vector<unsigned char> out;
   Corvane::InputVectorStreamBuffer inBuffer(input);
@@ -26,7 +27,8 @@ inline std::vector<unsigned char> Decode(Ashgrove::IDecompressor& codec, const s
   return out;
 }
 
-inline std::vector<unsigned char> Encode(Ashgrove::ICompressor& codec, const std::vector<unsigned char>& input) {
+inline std::vector<unsigned char> Encode(Ashgrove::ICompressor& codec,
+                                         const std::vector<unsigned char>& input) {
   std::vector<unsigned char> out;
   Corvane::InputVectorStreamBuffer inBuffer(input);
   Corvane::OutputVectorStreamBuffer outBuffer(out);

@@ -12,15 +12,18 @@ namespace {
 
 using VellumTest::Bytes;
 
-Bytes ZlibRawDeflate(const Bytes& input, int level, int strategy, int windowBits = -15, int flushEvery = 0) {
+Bytes ZlibRawDeflate(const Bytes& input, int level, int strategy, int windowBits = -15,
+                     int flushEvery = 0) {
   z_stream stream{};
   EXPECT_EQ(deflateInit2(&stream, level, Z_DEFLATED, windowBits, 8, strategy), Z_OK);
-  Bytes out(deflateBound(&stream, input.size()) + 1024 + (flushEvery ? input.size() / flushEvery * 16 : 0));
+  Bytes out(deflateBound(&stream, input.size()) + 1024 +
+            (flushEvery ? input.size() / flushEvery * 16 : 0));
   stream.next_out = out.data();
   stream.avail_out = static_cast<uInt>(out.size());
   std::size_t offset = 0;
   do {
-    const std::size_t step = flushEvery ? std::min<std::size_t>(flushEvery, input.size() - offset) : input.size();
+    const std::size_t step =
+        flushEvery ? std::min<std::size_t>(flushEvery, input.size() - offset) : input.size();
     stream.next_in = const_cast<unsigned char*>(input.data() + offset);
     stream.avail_in = static_cast<uInt>(step);
     offset += step;
@@ -54,12 +57,16 @@ TEST(DeflateDecoder, MatchesZlibAtEveryLevelAndStrategy) {
   const struct {
     const char* name;
     int value;
-  } strategies[] = {{"default", Z_DEFAULT_STRATEGY}, {"filtered", Z_FILTERED}, {"huffman only", Z_HUFFMAN_ONLY},
-                    {"rle", Z_RLE}, {"fixed", Z_FIXED}};
+  } strategies[] = {{"default", Z_DEFAULT_STRATEGY},
+                    {"filtered", Z_FILTERED},
+                    {"huffman only", Z_HUFFMAN_ONLY},
+                    {"rle", Z_RLE},
+                    {"fixed", Z_FIXED}};
   for (const auto& payload : payloads) {
     for (const auto& strategy : strategies) {
       for (int level = 0; level <= 9; ++level) {
-        SCOPED_TRACE(std::string(payload.name) + ", " + strategy.name + ", level " + std::to_string(level));
+        SCOPED_TRACE(std::string(payload.name) + ", " + strategy.name + ", level " +
+                     std::to_string(level));
         ASSERT_EQ(Inflate(ZlibRawDeflate(payload.bytes, level, strategy.value)), payload.bytes);
       }
     }
@@ -118,7 +125,8 @@ class DeflateWriter {
 
 TEST(DeflateDecoder, BackReferenceLongerThanItsDistanceRepeats) {
   // 'A', then length 10 (code 264) at distance 1 (code 0), then end of block.
-  const Bytes stream = DeflateWriter().Bits(1, 1).Bits(1, 2).Fixed('A').Fixed(264).Code(0, 5).Fixed(256).Done();
+  const Bytes stream =
+      DeflateWriter().Bits(1, 1).Bits(1, 2).Fixed('A').Fixed(264).Code(0, 5).Fixed(256).Done();
   EXPECT_EQ(Inflate(stream), Bytes(11, 'A'));
 }
 
@@ -131,36 +139,98 @@ TEST(DeflateDecoder, MalformedStreamsFailWithTheirMessage) {
     std::string message;
     Bytes partial;
   } cases[] = {
-      {"NLEN not the complement of LEN", DeflateWriter().Bits(1, 3).Raw({10, 0, 0, 0}).Done(),
-       "Error reading length of uncompressed data", {}},
-      {"short stored block", DeflateWriter().Bits(1, 3).Raw({10, 0, 0xF5, 0xFF, 1, 2, 3, 4}).Done(),
-       "Stream ended early, read 4 of 10", {1, 2, 3, 4}},
-      {"stored lengths cut off", DeflateWriter().Bits(1, 3).Raw({10, 0, 0xF5}).Done(),
-       "Unexpected end of stream reading uncompressed data lengths", {}},
-      {"distance beyond the output", DeflateWriter().Bits(3, 3).Fixed('A').Fixed(257).Code(1, 5).Done(),
-       "Backwards distance exceeds available bytes", {'A'}},
+      {"NLEN not the complement of LEN",
+       DeflateWriter().Bits(1, 3).Raw({10, 0, 0, 0}).Done(),
+       "Error reading length of uncompressed data",
+       {}},
+      {"short stored block",
+       DeflateWriter().Bits(1, 3).Raw({10, 0, 0xF5, 0xFF, 1, 2, 3, 4}).Done(),
+       "Stream ended early, read 4 of 10",
+       {1, 2, 3, 4}},
+      {"stored lengths cut off",
+       DeflateWriter().Bits(1, 3).Raw({10, 0, 0xF5}).Done(),
+       "Unexpected end of stream reading uncompressed data lengths",
+       {}},
+      {"distance beyond the output",
+       DeflateWriter().Bits(3, 3).Fixed('A').Fixed(257).Code(1, 5).Done(),
+       "Backwards distance exceeds available bytes",
+       {'A'}},
       {"reserved block type", Bytes{0x07}, "Encountered reserved block", {}},
       {"length code 286", DeflateWriter().Bits(3, 3).Fixed(286).Done(), "Unknown length code", {}},
-      {"distance code 30", DeflateWriter().Bits(3, 3).Fixed('A').Fixed(257).Code(30, 5).Done(),
-       "Unknown distance code", {'A'}},
-      {"cut inside a Huffman code", Bytes{0x03},
-       "Unexpected end of stream encountered while reading Huffman code", {}},
-      {"cut inside extra distance bits", DeflateWriter().Bits(3, 3).Fixed('A').Fixed(257).Code(29, 5).Done(),
-       "Unexpected end of stream while reading extra distance bits", {'A'}},
+      {"distance code 30",
+       DeflateWriter().Bits(3, 3).Fixed('A').Fixed(257).Code(30, 5).Done(),
+       "Unknown distance code",
+       {'A'}},
+      {"cut inside a Huffman code",
+       Bytes{0x03},
+       "Unexpected end of stream encountered while reading Huffman code",
+       {}},
+      {"cut inside extra distance bits",
+       DeflateWriter().Bits(3, 3).Fixed('A').Fixed(257).Code(29, 5).Done(),
+       "Unexpected end of stream while reading extra distance bits",
+       {'A'}},
       // HLIT 0, HDIST 0, HCLEN 0: lengths of codes 16, 17, 18, 0.
-      {"repeat with nothing before it", DeflateWriter().Bits(5, 3).Bits(0, 5).Bits(0, 5).Bits(0, 4)
-           .Bits(1, 3).Bits(0, 3).Bits(0, 3).Bits(1, 3).Code(1, 1).Bits(0, 2).Done(),
-       "No codes to repeat", {}},
-      {"repeat past the table", DeflateWriter().Bits(5, 3).Bits(0, 5).Bits(0, 5).Bits(0, 4)
-           .Bits(0, 3).Bits(0, 3).Bits(1, 3).Bits(1, 3).Code(1, 1).Bits(127, 7).Code(1, 1).Bits(127, 7)
-           .Code(1, 1).Bits(127, 7).Done(),
-       "Repetition goes past the end of the table!", {}},
-      {"over-full code length code", DeflateWriter().Bits(5, 3).Bits(0, 5).Bits(0, 5).Bits(0, 4)
-           .Bits(1, 3).Bits(1, 3).Bits(1, 3).Bits(0, 3).Done(),
-       "Code too large for this table", {}},
-      {"bits that match no code", DeflateWriter().Bits(5, 3).Bits(0, 5).Bits(0, 5).Bits(0, 4)
-           .Bits(0, 3).Bits(0, 3).Bits(0, 3).Bits(1, 3).Code(3, 2).Done(),
-       "Code too large for this table", {}},
+      {"repeat with nothing before it",
+       DeflateWriter()
+           .Bits(5, 3)
+           .Bits(0, 5)
+           .Bits(0, 5)
+           .Bits(0, 4)
+           .Bits(1, 3)
+           .Bits(0, 3)
+           .Bits(0, 3)
+           .Bits(1, 3)
+           .Code(1, 1)
+           .Bits(0, 2)
+           .Done(),
+       "No codes to repeat",
+       {}},
+      {"repeat past the table",
+       DeflateWriter()
+           .Bits(5, 3)
+           .Bits(0, 5)
+           .Bits(0, 5)
+           .Bits(0, 4)
+           .Bits(0, 3)
+           .Bits(0, 3)
+           .Bits(1, 3)
+           .Bits(1, 3)
+           .Code(1, 1)
+           .Bits(127, 7)
+           .Code(1, 1)
+           .Bits(127, 7)
+           .Code(1, 1)
+           .Bits(127, 7)
+           .Done(),
+       "Repetition goes past the end of the table!",
+       {}},
+      {"over-full code length code",
+       DeflateWriter()
+           .Bits(5, 3)
+           .Bits(0, 5)
+           .Bits(0, 5)
+           .Bits(0, 4)
+           .Bits(1, 3)
+           .Bits(1, 3)
+           .Bits(1, 3)
+           .Bits(0, 3)
+           .Done(),
+       "Code too large for this table",
+       {}},
+      {"bits that match no code",
+       DeflateWriter()
+           .Bits(5, 3)
+           .Bits(0, 5)
+           .Bits(0, 5)
+           .Bits(0, 4)
+           .Bits(0, 3)
+           .Bits(0, 3)
+           .Bits(0, 3)
+           .Bits(1, 3)
+           .Code(3, 2)
+           .Done(),
+       "Code too large for this table",
+       {}},
   };
   for (const auto& c : cases) {
     SCOPED_TRACE(c.name);

@@ -21,14 +21,30 @@ inline std::vector<unsigned char> WrapStrip(const std::vector<unsigned char>& st
                                             std::uint32_t width, std::uint32_t height,
                                             std::uint16_t compression) {
   std::vector<unsigned char> file;
-  auto put16 = [&](std::uint32_t v) { file.push_back(v & 0xFF); file.push_back((v >> 8) & 0xFF); };
-  auto put32 = [&](std::uint32_t v) { put16(v & 0xFFFF); put16(v >> 16); };
+  auto put16 = [&](std::uint32_t v) {
+    file.push_back(v & 0xFF);
+    file.push_back((v >> 8) & 0xFF);
+  };
+  auto put32 = [&](std::uint32_t v) {
+    put16(v & 0xFFFF);
+    put16(v >> 16);
+  };
   const std::uint16_t entries = 9;
   const std::uint32_t dataOffset = 8 + 2 + 12 * entries + 4;
-  put16(0x4949); put16(42); put32(8); put16(entries);
+  put16(0x4949);
+  put16(42);
+  put32(8);
+  put16(entries);
   auto entry = [&](std::uint16_t tag, std::uint16_t type, std::uint32_t value) {
-    put16(tag); put16(type); put32(1);
-    if (type == 3) { put16(value); put16(0); } else { put32(value); }
+    put16(tag);
+    put16(type);
+    put32(1);
+    if (type == 3) {
+      put16(value);
+      put16(0);
+    } else {
+      put32(value);
+    }
   };
   entry(256, 4, width);
   entry(257, 4, height);
@@ -57,7 +73,8 @@ class TempFile {
   const std::string& path() const { return path_; }
   void Write(const std::vector<unsigned char>& bytes) const {
     std::ofstream(path_, std::ios::binary)
-        .write(reinterpret_cast<const char*>(bytes.data()), static_cast<std::streamsize>(bytes.size()));
+        .write(reinterpret_cast<const char*>(bytes.data()),
+               static_cast<std::streamsize>(bytes.size()));
   }
 
  private:

@@ -27,7 +27,8 @@ Bytes LibtiffLzwStrip(const Bytes& data) {
   TIFFSetField(tiff, TIFFTAG_ROWSPERSTRIP, 1u);
   TIFFSetField(tiff, TIFFTAG_PHOTOMETRIC, PHOTOMETRIC_MINISBLACK);
   TIFFSetField(tiff, TIFFTAG_COMPRESSION, COMPRESSION_LZW);
-  TIFFWriteEncodedStrip(tiff, 0, const_cast<unsigned char*>(data.data()), static_cast<tmsize_t>(data.size()));
+  TIFFWriteEncodedStrip(tiff, 0, const_cast<unsigned char*>(data.data()),
+                        static_cast<tmsize_t>(data.size()));
   TIFFClose(tiff);
   tiff = TIFFOpen(file.path().c_str(), "r");
   Bytes strip(TIFFRawStripSize(tiff, 0));
@@ -71,7 +72,9 @@ TEST(LZWDecoder, DecodesLibtiffAndOurOwnStrips) {
   }
 }
 
-TEST(LZWDecoder, ClearThenEndOfInformationIsEmpty) { EXPECT_EQ(Decode(Codes({256, 257})), Bytes{}); }
+TEST(LZWDecoder, ClearThenEndOfInformationIsEmpty) {
+  EXPECT_EQ(Decode(Codes({256, 257})), Bytes{});
+}
 
 TEST(LZWDecoder, DataAfterEndOfInformationOnlyWarns) {
   Bytes strip = Codes({256, 'A', 257});
@@ -123,7 +126,8 @@ TEST(LZWDecoder, MalformedStreamsFailWithTheirMessage) {
       {"nothing after Clear", Codes({256}), "Unexpected end of LZW stream"},
       {"undefined code after Clear", Codes({256, 300}), "Invalid code in stream"},
       {"code beyond the next free one", Codes({256, 'A', 300}), "LZW code is invalid"},
-      {"no Clear before the first string", Codes({'A', 257}), "Internal inconsistency in LZW decompression"},
+      {"no Clear before the first string", Codes({'A', 257}),
+       "Internal inconsistency in LZW decompression"},
       {"table overflow", Bytes(fullText.begin(), fullText.end()), "LZW table is full!"},
   };
   for (const auto& c : cases) {
@@ -145,13 +149,20 @@ TEST(TIFFPrediction, UndoesDifferencingWithRowCarryOver) {
       {"16 bits add only the second byte", 1, 16, 1, {0x01, 0x02}, {0x02}, ""},
       {"16 bits, two samples", 1, 16, 2, {0xFF, 0x80, 0x00, 0x90}, {0x80, 0x10}, ""},
       {"ends inside a later pixel", 3, 8, 2, {1, 1, 1, 1}, {1, 1, 1, 2}, "Row data is incomplete"},
-      {"ends inside a row's first pixel", 3, 8, 2, {1, 1, 1, 1, 1, 1, 1}, {1, 1, 1, 2, 2, 2, 3}, ""},
+      {"ends inside a row's first pixel",
+       3,
+       8,
+       2,
+       {1, 1, 1, 1, 1, 1, 1},
+       {1, 1, 1, 2, 2, 2, 3},
+       ""},
   };
   for (const auto& c : cases) {
     SCOPED_TRACE(c.name);
     Ashgrove::TIFFPrediction predictor(c.colors, c.bits, c.columns);
     Bytes out;
-    EXPECT_EQ(VellumTest::MessageOf([&] { out = VellumTest::Decode(predictor, c.input, &out); }), c.message);
+    EXPECT_EQ(VellumTest::MessageOf([&] { out = VellumTest::Decode(predictor, c.input, &out); }),
+              c.message);
     EXPECT_EQ(out, c.output);
   }
 }
@@ -167,7 +178,8 @@ TEST(TIFFPrediction, RefusesShapesItCannotUndo) {
       {1, 8, 0, "Unable to perform TIFF prediction with no column data"},
   };
   for (const auto& c : cases) {
-    EXPECT_EQ(VellumTest::MessageOf([&] { Ashgrove::TIFFPrediction(c.colors, c.bits, c.columns); }), c.message);
+    EXPECT_EQ(VellumTest::MessageOf([&] { Ashgrove::TIFFPrediction(c.colors, c.bits, c.columns); }),
+              c.message);
   }
 }
 

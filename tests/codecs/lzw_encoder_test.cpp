@@ -37,7 +37,8 @@ std::vector<Payload> Payloads() {
       {"photo", VellumTest::PhotoGrey(500, 400)},
       {"text", VellumTest::EnglishText(300'000)},
       {"random bytes", VellumTest::RandomBytes(200'000, 7)},
-      {"all byte values", [] {
+      {"all byte values",
+       [] {
          Bytes b;
          for (int i = 0; i < 70'000; ++i) b.push_back(static_cast<unsigned char>(i * 7 + i / 256));
          return b;
@@ -50,7 +51,8 @@ TEST(LZWEncoder, LibtiffDecodesWhatWeEncode) {
     SCOPED_TRACE(payload.name);
     const Bytes strip = Encode(payload.bytes);
     VellumTest::TempFile file;
-    file.Write(VellumTest::WrapStrip(strip, static_cast<std::uint32_t>(payload.bytes.size()), 1, 5));
+    file.Write(
+        VellumTest::WrapStrip(strip, static_cast<std::uint32_t>(payload.bytes.size()), 1, 5));
     EXPECT_EQ(VellumTest::LibtiffReadStrip0(file.path(), payload.bytes.size()), payload.bytes);
   }
 }

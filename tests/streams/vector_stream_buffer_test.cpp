@@ -30,7 +30,8 @@ TEST(InputVectorStreamBuffer, SeekRules) {
       {"relative, only the low 32 bits count", 1, (std::streamoff{1} << 32) + 3, std::ios_base::cur,
        std::ios_base::in, 4, 4},
       {"relative backwards", 6, -6, std::ios_base::cur, std::ios_base::in, 0, 0},
-      {"in|out moves nothing and answers 0", 3, 5, std::ios_base::beg, std::ios_base::in | std::ios_base::out, 0, 3},
+      {"in|out moves nothing and answers 0", 3, 5, std::ios_base::beg,
+       std::ios_base::in | std::ios_base::out, 0, 3},
       {"out only moves nothing either", 3, 5, std::ios_base::beg, std::ios_base::out, 0, 3},
   };
   for (const auto& c : cases) {

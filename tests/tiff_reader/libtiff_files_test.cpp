@@ -25,7 +25,8 @@ Bytes LibtiffStrips(const std::string& path, std::uint32_t* predictor = nullptr)
   Bytes out;
   for (tstrip_t s = 0; s < TIFFNumberOfStrips(tiff); ++s) {
     Bytes strip(TIFFStripSize(tiff));
-    const tmsize_t got = TIFFReadEncodedStrip(tiff, s, strip.data(), static_cast<tmsize_t>(strip.size()));
+    const tmsize_t got =
+        TIFFReadEncodedStrip(tiff, s, strip.data(), static_cast<tmsize_t>(strip.size()));
     if (got < 0) break;
     out.insert(out.end(), strip.begin(), strip.begin() + got);
   }
@@ -53,14 +54,16 @@ Bytes SourcePixels(const Source& s) {
   Bytes pixels(rowBytes * s.height);
   for (std::size_t y = 0; y < s.height; ++y)
     for (std::size_t x = 0; x < rowBytes; ++x)
-      pixels[y * rowBytes + x] = static_cast<unsigned char>((x * 7 + y * 13 + (x * y) / 5) ^ (y % 3 ? 0 : 0x5A));
+      pixels[y * rowBytes + x] =
+          static_cast<unsigned char>((x * 7 + y * 13 + (x * y) / 5) ^ (y % 3 ? 0 : 0x5A));
   return pixels;
 }
 
 // The predictor's sums run on from row to row within a strip in our reader
 // (deliberately), where libtiff restarts them at each row: from libtiff's
 // pixels, re-difference each row and sum over the whole strip.
-Bytes WithRowCarryOver(const Bytes& pixels, std::uint32_t samples, std::uint32_t width, std::uint32_t rowsPerStrip) {
+Bytes WithRowCarryOver(const Bytes& pixels, std::uint32_t samples, std::uint32_t width,
+                       std::uint32_t rowsPerStrip) {
   const std::size_t rowBytes = std::size_t{samples} * width;
   const std::size_t rows = pixels.size() / rowBytes;
   Bytes out(pixels.size());
@@ -69,7 +72,8 @@ Bytes WithRowCarryOver(const Bytes& pixels, std::uint32_t samples, std::uint32_t
     if (y % rowsPerStrip == 0) std::fill(sums.begin(), sums.end(), 0);
     for (std::size_t i = 0; i < rowBytes; ++i) {
       const std::size_t at = y * rowBytes + i;
-      const unsigned char delta = i < samples ? pixels[at] : static_cast<unsigned char>(pixels[at] - pixels[at - samples]);
+      const unsigned char delta =
+          i < samples ? pixels[at] : static_cast<unsigned char>(pixels[at] - pixels[at - samples]);
       sums[i % samples] = static_cast<unsigned char>(sums[i % samples] + delta);
       out[at] = sums[i % samples];
     }
@@ -80,9 +84,9 @@ Bytes WithRowCarryOver(const Bytes& pixels, std::uint32_t samples, std::uint32_t
 // Heights avoid exactly two strips: see TwoInlineStripCountsAreTakenAsAnOffset.
 TEST(TIFFReaderAgainstLibtiff, TiffcpVariantsReadToLibtiffsPixels) {
   const Source sources[] = {
-      {"1-bit label", 1, 1, 77, 40}, {"2-bit grey", 2, 1, 33, 16},  {"4-bit grey", 4, 1, 21, 18},
-      {"8-bit grey", 8, 1, 50, 33},  {"16-bit grey", 16, 1, 20, 17},
-      {"8-bit RGB", 8, 3, 19, 21},   {"8-bit CMYK", 8, 4, 11, 15},
+      {"1-bit label", 1, 1, 77, 40}, {"2-bit grey", 2, 1, 33, 16},   {"4-bit grey", 4, 1, 21, 18},
+      {"8-bit grey", 8, 1, 50, 33},  {"16-bit grey", 16, 1, 20, 17}, {"8-bit RGB", 8, 3, 19, 21},
+      {"8-bit CMYK", 8, 4, 11, 15},
   };
   const char* const compressions[] = {"none", "lzw"};
   const char* const orders[] = {"-L", "-B"};
@@ -99,19 +103,20 @@ TEST(TIFFReaderAgainstLibtiff, TiffcpVariantsReadToLibtiffsPixels) {
     for (const char* compression : compressions)
       for (const char* order : orders)
         for (int rows : rowsPerStrip) {
-          const std::string variant = std::string(s.name) + " -c " + compression + " " + order + " -r " +
-                                      std::to_string(rows);
+          const std::string variant = std::string(s.name) + " -c " + compression + " " + order +
+                                      " -r " + std::to_string(rows);
           SCOPED_TRACE(variant);
           const auto file = dir / "variant.tif";
-          const auto copy = vellum_test::RunCommand("tiffcp -c " + std::string(compression) + " " + order +
-                                                    " -r " + std::to_string(rows) + " '" + base.string() + "' '" +
-                                                    file.string() + "'");
+          const auto copy = vellum_test::RunCommand("tiffcp -c " + std::string(compression) + " " +
+                                                    order + " -r " + std::to_string(rows) + " '" +
+                                                    base.string() + "' '" + file.string() + "'");
           ASSERT_EQ(copy.status, 0) << copy.output;
           Bytes expected = LibtiffStrips(file.string());
           ASSERT_EQ(expected, image.Data());
           // Our reader keeps 16-bit samples in the file's byte order.
           if (s.bits == 16 && std::string(order) == "-B") {
-            for (std::size_t i = 0; i + 1 < expected.size(); i += 2) std::swap(expected[i], expected[i + 1]);
+            for (std::size_t i = 0; i + 1 < expected.size(); i += 2)
+              std::swap(expected[i], expected[i + 1]);
           }
           Brindle::TIFFFileInfo info;
           const Brindle::Image read = ReadOurs(file, &info);
@@ -123,7 +128,8 @@ TEST(TIFFReaderAgainstLibtiff, TiffcpVariantsReadToLibtiffsPixels) {
 }
 
 TEST(TIFFReaderAgainstLibtiff, PredictorFilesCarrySumsAcrossRows) {
-  const Source sources[] = {{"8-bit grey", 8, 1, 30, 20}, {"8-bit RGB", 8, 3, 9, 11}, {"8-bit CMYK", 8, 4, 7, 12}};
+  const Source sources[] = {
+      {"8-bit grey", 8, 1, 30, 20}, {"8-bit RGB", 8, 3, 9, 11}, {"8-bit CMYK", 8, 4, 7, 12}};
   vellum_test::TempDir dir;
   for (const auto& s : sources) {
     for (int rows : {1, 5}) {
@@ -135,8 +141,8 @@ TEST(TIFFReaderAgainstLibtiff, PredictorFilesCarrySumsAcrossRows) {
         std::ofstream out(base, std::ios::binary);
         Brindle::ImageIO::WriteToTIFFFormat(image, out, 1);
       }
-      const auto copy = vellum_test::RunCommand("tiffcp -c lzw:2 -r " + std::to_string(rows) + " '" +
-                                                base.string() + "' '" + file.string() + "'");
+      const auto copy = vellum_test::RunCommand("tiffcp -c lzw:2 -r " + std::to_string(rows) +
+                                                " '" + base.string() + "' '" + file.string() + "'");
       ASSERT_EQ(copy.status, 0) << copy.output;
       std::uint32_t predictor = 0;
       const Bytes pixels = LibtiffStrips(file.string(), &predictor);
@@ -159,7 +165,10 @@ TEST(TIFFReaderAgainstLibtiff, TwoInlineStripCountsAreTakenAsAnOffset) {
     std::ofstream out(base, std::ios::binary);
     Brindle::ImageIO::WriteToTIFFFormat(image, out, 1);
   }
-  ASSERT_EQ(vellum_test::RunCommand("tiffcp -c none -r 7 '" + base.string() + "' '" + file.string() + "'").status, 0);
+  ASSERT_EQ(
+      vellum_test::RunCommand("tiffcp -c none -r 7 '" + base.string() + "' '" + file.string() + "'")
+          .status,
+      0);
   ASSERT_EQ(LibtiffStrips(file.string()), image.Data());
   EXPECT_THROW(ReadOurs(file), Brindle::ImageException);
 }
@@ -173,7 +182,9 @@ TEST(TIFFReaderAgainstLibtiff, LibtiffDeflateWithZlibHeaderFailsCleanly) {
     std::ofstream out(base, std::ios::binary);
     Brindle::ImageIO::WriteToTIFFFormat(image, out, 1);
   }
-  ASSERT_EQ(vellum_test::RunCommand("tiffcp -c zip '" + base.string() + "' '" + file.string() + "'").status, 0);
+  ASSERT_EQ(vellum_test::RunCommand("tiffcp -c zip '" + base.string() + "' '" + file.string() + "'")
+                .status,
+            0);
   ASSERT_EQ(LibtiffStrips(file.string()), image.Data());
   bool failed = false;
   try {

@@ -15,7 +15,7 @@ class TiffBuilder {
 
   struct Field {
     std::uint16_t type;
-    std::vector<std::uint32_t> values;  // for RATIONAL: numerator, denominator pairs
+    std::vector<std::uint32_t> values;   // for RATIONAL: numerator, denominator pairs
     std::optional<std::uint32_t> count;  // overrides the count written
   };
 
@@ -23,7 +23,11 @@ class TiffBuilder {
   static TiffBuilder Grey(std::uint32_t width, std::uint32_t height, Bytes pixels) {
     TiffBuilder b;
     b.Set(256, 4, {width}).Set(257, 4, {height}).Set(258, 3, {8}).Set(259, 3, {1}).Set(262, 3, {1});
-    b.Set(277, 3, {1}).Set(278, 4, {height}).Set(282, 5, {300, 1}).Set(283, 5, {300, 1}).Set(296, 3, {2});
+    b.Set(277, 3, {1})
+        .Set(278, 4, {height})
+        .Set(282, 5, {300, 1})
+        .Set(283, 5, {300, 1})
+        .Set(296, 3, {2});
     b.strips = {std::move(pixels)};
     return b;
   }
@@ -106,7 +110,8 @@ class TiffBuilder {
   static std::uint32_t Size(std::uint16_t type) { return type == 1 ? 1 : type == 3 ? 2 : 4; }
   static std::uint32_t Count(const Field& field) {
     if (field.count) return *field.count;
-    return static_cast<std::uint32_t>(field.type == 5 ? field.values.size() / 2 : field.values.size());
+    return static_cast<std::uint32_t>(field.type == 5 ? field.values.size() / 2
+                                                      : field.values.size());
   }
   void Put(Bytes& out, std::uint32_t value, std::uint32_t size) const {
     for (std::uint32_t i = 0; i < size; ++i) {

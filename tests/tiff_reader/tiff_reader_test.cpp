@@ -1,5 +1,7 @@
 // The reader on hand-built files: each field rule, and a corpus of malformed
 // files named after their defect.
+#include "graphics/tiff_reader.h"
+
 #include <gtest/gtest.h>
 
 #include <cstdlib>
@@ -11,7 +13,6 @@
 #include "graphics/codecs/exception.h"
 #include "graphics/exception.h"
 #include "graphics/image.h"
-#include "graphics/tiff_reader.h"
 #include "graphics/tiff_writer.h"
 #include "tiff_reader/tiff_builder.h"
 
@@ -78,8 +79,8 @@ TEST(TIFFReader, LaterDirectoriesOnlyAddFields) {
   Bytes file = b.Build();
   // Second directory: ImageWidth 2 (ignored, the first says 4) and
   // ResolutionUnit 3 (used: the first has none).
-  const unsigned char second[] = {2, 0, 0x00, 1, 4, 0, 1, 0, 0, 0, 2, 0, 0, 0,
-                                  0x28, 1, 3, 0, 1, 0, 0, 0, 3, 0, 0, 0, 0, 0, 0, 0};
+  const unsigned char second[] = {2, 0, 0x00, 1, 4, 0, 1, 0, 0, 0, 2, 0, 0, 0, 0x28,
+                                  1, 3, 0,    1, 0, 0, 0, 3, 0, 0, 0, 0, 0, 0, 0};
   file.insert(file.end(), std::begin(second), std::end(second));
   Brindle::TIFFFileInfo info;
   const Brindle::Image image = Read(file, &info);
@@ -93,20 +94,24 @@ TEST(TIFFReader, FieldRulesAndTheirMessages) {
     TiffBuilder file;
     std::string message;
   } cases[] = {
-      {"no compression", TiffBuilder::Grey(4, 3, kPixels).Drop(259), "Cannot determine compression of this TIFF"},
+      {"no compression", TiffBuilder::Grey(4, 3, kPixels).Drop(259),
+       "Cannot determine compression of this TIFF"},
       {"no width", TiffBuilder::Grey(4, 3, kPixels).Drop(256), "TIFF dimensions are invalid"},
-      {"two heights", TiffBuilder::Grey(4, 3, kPixels).Set(257, 4, {3, 3}), "TIFF dimensions are invalid"},
+      {"two heights", TiffBuilder::Grey(4, 3, kPixels).Set(257, 4, {3, 3}),
+       "TIFF dimensions are invalid"},
       {"no samples per pixel", TiffBuilder::Grey(4, 3, kPixels).Drop(277),
        "File does not specify number of samples per pixel"},
       {"no bits per sample", TiffBuilder::Grey(4, 3, kPixels).Drop(258),
        "Cannot find information about bits per sample"},
       {"bits per sample as text", TiffBuilder::Grey(4, 3, kPixels).Set(258, 2, {8, 8}),
        "Cannot read fields of this type"},
-      {"mixed bit depths", TiffBuilder::Grey(4, 1, kPixels).Set(277, 3, {3}).Set(258, 3, {8, 8, 16}),
+      {"mixed bit depths",
+       TiffBuilder::Grey(4, 1, kPixels).Set(277, 3, {3}).Set(258, 3, {8, 8, 16}),
        "Variably-sized bit-depths are not supported"},
       {"no photometric interpretation", TiffBuilder::Grey(4, 3, kPixels).Drop(262),
        "TIFF file does not contain a photometric interpretation"},
-      {"no rows per strip", TiffBuilder::Grey(4, 3, kPixels).Drop(278), "Could not find strip information"},
+      {"no rows per strip", TiffBuilder::Grey(4, 3, kPixels).Drop(278),
+       "Could not find strip information"},
       {"more offsets than counts", TiffBuilder::Grey(4, 3, kPixels).Set(279, 4, {6, 6, 0}),
        "Strip offsets and strip byte counts are different sizes"},
       {"no x resolution", TiffBuilder::Grey(4, 3, kPixels).Drop(282),
@@ -120,16 +125,17 @@ TEST(TIFFReader, FieldRulesAndTheirMessages) {
       {"3 bits per sample", TiffBuilder::Grey(4, 3, kPixels).Set(258, 3, {3}),
        "Unsupported bit-depth for this TIFF file"},
       {"JPEG", TiffBuilder::Grey(4, 3, kPixels).Set(259, 3, {7}), "JPEG support is missing"},
-      {"CCITT", TiffBuilder::Grey(4, 3, kPixels).Set(259, 3, {2}), "Unknown TIFF compression method used"},
-      {"floating point predictor", TiffBuilder::Grey(1, 1, {0x80, 0x10, 0x60, 0x20}).Set(259, 3, {5})
-                                       .Set(317, 3, {3}),
+      {"CCITT", TiffBuilder::Grey(4, 3, kPixels).Set(259, 3, {2}),
+       "Unknown TIFF compression method used"},
+      {"floating point predictor",
+       TiffBuilder::Grey(1, 1, {0x80, 0x10, 0x60, 0x20}).Set(259, 3, {5}).Set(317, 3, {3}),
        "Unknown prediction method used in TIFF"},
       {"strip not a whole number of rows", TiffBuilder::Grey(4, 3, Bytes(10, 0)),
        "Data in this TIFF file is not stored correctly"},
       {"zero denominator", TiffBuilder::Grey(4, 3, kPixels).Set(282, 5, {300, 0}),
        "TIFF resolution is out of range"},
-      {"bits per sample 8,8,8 are fine", TiffBuilder::Grey(4, 1, kPixels).Set(277, 3, {3}).Set(258, 3, {8, 8, 8}),
-       ""},
+      {"bits per sample 8,8,8 are fine",
+       TiffBuilder::Grey(4, 1, kPixels).Set(277, 3, {3}).Set(258, 3, {8, 8, 8}), ""},
   };
   for (const auto& c : cases) {
     SCOPED_TRACE(c.name);
@@ -162,23 +168,26 @@ TEST(TIFFReader, MalformedCorpus) {
     std::string message;
   } cases[] = {
       {"truncated-strip.tif", truncatedFile, "Unable to read required number of bytes"},
-      {"zero-width.tif", TiffBuilder::Grey(0, 3, kPixels).Build(), "Data in this TIFF file is not stored correctly"},
+      {"zero-width.tif", TiffBuilder::Grey(0, 3, kPixels).Build(),
+       "Data in this TIFF file is not stored correctly"},
       {"strip-offset-past-end.tif", withStrip(TiffBuilder::Grey(4, 3, {}), 100000, 12),
        "Unable to read required number of bytes"},
       {"huge-strip-byte-count.tif", withStrip(TiffBuilder::Grey(4, 3, kPixels), 8, 0xFFFFFFF0u),
        "Unable to read required number of bytes"},
       {"looping-directory-chain.tif", looping.Build(), "TIFF directory chain loops back on itself"},
-      {"wrong-bits-per-sample-count.tif", TiffBuilder::Grey(4, 1, kPixels).Set(277, 3, {3}).Set(258, 3, {8, 8}).Build(),
+      {"wrong-bits-per-sample-count.tif",
+       TiffBuilder::Grey(4, 1, kPixels).Set(277, 3, {3}).Set(258, 3, {8, 8}).Build(),
        "Number of bits per sample fields does not match number of samples per pixel"},
   };
-  const std::filesystem::path dir = std::filesystem::path(std::getenv("VELLUM_SOURCE_DIR")) / "tests" /
-                                    "tiff_reader" / "malformed";
+  const std::filesystem::path dir = std::filesystem::path(std::getenv("VELLUM_SOURCE_DIR")) /
+                                    "tests" / "tiff_reader" / "malformed";
   const bool regenerate = std::getenv("VELLUM_REGENERATE_MALFORMED") != nullptr;
   for (const auto& c : cases) {
     SCOPED_TRACE(c.file);
     if (regenerate) {
-      std::ofstream(dir / c.file, std::ios::binary).write(reinterpret_cast<const char*>(c.bytes.data()),
-                                                          static_cast<std::streamsize>(c.bytes.size()));
+      std::ofstream(dir / c.file, std::ios::binary)
+          .write(reinterpret_cast<const char*>(c.bytes.data()),
+                 static_cast<std::streamsize>(c.bytes.size()));
     }
     std::ifstream in(dir / c.file, std::ios::binary);
     ASSERT_TRUE(in) << "missing corpus file";

@@ -75,17 +75,19 @@ constexpr std::uint32_t kLastDistanceCode = 29;
 
 // RFC 1951, 3.2.5: base and extra bits of length codes 257-285 and
 // distance codes 0-29.
-constexpr std::uint16_t kLengthBase[] = {3,  4,  5,  6,  7,  8,  9,  10, 11,  13,  15,  17,  19,  23, 27,
-                                         31, 35, 43, 51, 59, 67, 83, 99, 115, 131, 163, 195, 227, 258};
+constexpr std::uint16_t kLengthBase[] = {3,  4,  5,  6,   7,   8,   9,   10,  11, 13,
+                                         15, 17, 19, 23,  27,  31,  35,  43,  51, 59,
+                                         67, 83, 99, 115, 131, 163, 195, 227, 258};
 constexpr std::uint8_t kLengthExtra[] = {0, 0, 0, 0, 0, 0, 0, 0, 1, 1, 1, 1, 2, 2, 2,
                                          2, 3, 3, 3, 3, 4, 4, 4, 4, 5, 5, 5, 5, 0};
-constexpr std::uint16_t kDistanceBase[] = {1,    2,    3,    4,    5,    7,     9,     13,    17,  25,
-                                           33,   49,   65,   97,   129,  193,   257,   385,   513, 769,
-                                           1025, 1537, 2049, 3073, 4097, 6145,  8193,  12289, 16385, 24577};
+constexpr std::uint16_t kDistanceBase[] = {
+    1,   2,   3,   4,   5,   7,    9,    13,   17,   25,   33,   49,   65,    97,    129,
+    193, 257, 385, 513, 769, 1025, 1537, 2049, 3073, 4097, 6145, 8193, 12289, 16385, 24577};
 constexpr std::uint8_t kDistanceExtra[] = {0, 0, 0, 0, 1, 1, 2, 2,  3,  3,  4,  4,  5,  5,  6,
                                            6, 7, 7, 8, 8, 9, 9, 10, 10, 11, 11, 12, 12, 13, 13};
 // The order in which HCLEN code-length code lengths are stored.
-constexpr std::uint8_t kCodeLengthOrder[] = {16, 17, 18, 0, 8, 7, 9, 6, 10, 5, 11, 4, 12, 3, 13, 2, 14, 1, 15};
+constexpr std::uint8_t kCodeLengthOrder[] = {16, 17, 18, 0, 8,  7, 9,  6, 10, 5,
+                                             11, 4,  12, 3, 13, 2, 14, 1, 15};
 
 // Enough bits for one length/distance pair with its extra bits.
 constexpr std::uint32_t kPairBits = 48;
@@ -124,8 +126,8 @@ std::uint32_t ReadExtra(DeflateStreamBitReader& reader, std::uint32_t count, con
 // keeping the bit reader and the output position in registers. Anything out
 // of the ordinary (end of block, a long or unknown code, a distance that
 // needs checking against the window) is left untouched for the exact path.
-void DecodeFast(DeflateStreamBitReader& reader, RollingOutputBuffer& buffer, const HuffmanTable& literals,
-                const HuffmanTable& distances) {
+void DecodeFast(DeflateStreamBitReader& reader, RollingOutputBuffer& buffer,
+                const HuffmanTable& literals, const HuffmanTable& distances) {
   auto raw = reader.Export();
   std::uint64_t bits = raw.accumulator;
   std::uint32_t count = raw.count;
@@ -182,7 +184,8 @@ void DecodeFast(DeflateStreamBitReader& reader, RollingOutputBuffer& buffer, con
     used += distanceEntry & 0xF;
     const std::uint32_t distanceExtra = kDistanceExtra[distanceCode];
     const std::uint32_t distance =
-        kDistanceBase[distanceCode] + static_cast<std::uint32_t>(pairBits & ((1u << distanceExtra) - 1));
+        kDistanceBase[distanceCode] +
+        static_cast<std::uint32_t>(pairBits & ((1u << distanceExtra) - 1));
     if (distance > static_cast<std::size_t>(out - windowStart)) break;
     bits = pairBits >> distanceExtra;
     count -= used + distanceExtra;
@@ -193,8 +196,8 @@ void DecodeFast(DeflateStreamBitReader& reader, RollingOutputBuffer& buffer, con
   buffer.SetNext(out);
 }
 
-void DecodeBlock(DeflateStreamBitReader& reader, RollingOutputBuffer& out, const HuffmanTable& literals,
-                 const HuffmanTable& distances) {
+void DecodeBlock(DeflateStreamBitReader& reader, RollingOutputBuffer& out,
+                 const HuffmanTable& literals, const HuffmanTable& distances) {
   for (;;) {
     DecodeFast(reader, out, literals, distances);
     // One symbol or pair the exact way, with every check and message.
@@ -210,12 +213,14 @@ void DecodeBlock(DeflateStreamBitReader& reader, RollingOutputBuffer& out, const
     const std::uint32_t lengthCode = symbol - 257;
     const std::uint32_t length =
         kLengthBase[lengthCode] +
-        ReadExtra(reader, kLengthExtra[lengthCode], "Unexpected end of stream while reading extra length bits");
+        ReadExtra(reader, kLengthExtra[lengthCode],
+                  "Unexpected end of stream while reading extra length bits");
     const std::uint32_t distanceCode = distances.Decode(reader);
     if (distanceCode > kLastDistanceCode) throw DecompressionException("Unknown distance code");
     const std::uint32_t distance =
-        kDistanceBase[distanceCode] + ReadExtra(reader, kDistanceExtra[distanceCode],
-                                                "Unexpected end of stream while reading extra distance bits");
+        kDistanceBase[distanceCode] +
+        ReadExtra(reader, kDistanceExtra[distanceCode],
+                  "Unexpected end of stream while reading extra distance bits");
     out.Copy(distance, length);
   }
 }
@@ -227,7 +232,8 @@ void CopyStoredBlock(DeflateStreamBitReader& reader, RollingOutputBuffer& out) {
   if (!reader.ReadBits(16, len) || !reader.ReadBits(16, nlen)) {
     throw DecompressionException("Unexpected end of stream reading uncompressed data lengths");
   }
-  if ((len.value ^ 0xFFFFu) != nlen.value) throw DecompressionException("Error reading length of uncompressed data");
+  if ((len.value ^ 0xFFFFu) != nlen.value)
+    throw DecompressionException("Error reading length of uncompressed data");
   unsigned char chunk[4096];
   std::uint32_t done = 0;
   while (done < len.value) {
@@ -248,7 +254,8 @@ void DecodeDynamicBlock(DeflateStreamBitReader& reader, RollingOutputBuffer& out
   const std::uint32_t hclen = ReadField(reader, 4, "Unable to read number of code length codes");
   std::vector<std::uint8_t> codeLengthLengths(19, 0);
   for (std::uint32_t i = 0; i < hclen + 4; ++i) {
-    codeLengthLengths[kCodeLengthOrder[i]] = static_cast<std::uint8_t>(ReadField(reader, 3, "Unable to read code length"));
+    codeLengthLengths[kCodeLengthOrder[i]] =
+        static_cast<std::uint8_t>(ReadField(reader, 3, "Unable to read code length"));
   }
   const HuffmanTable codeLengths(codeLengthLengths);
 
@@ -274,12 +281,15 @@ void DecodeDynamicBlock(DeflateStreamBitReader& reader, RollingOutputBuffer& out
     } else {
       repeat = 11 + ReadField(reader, 7, countFailure);
     }
-    if (i + repeat > total) throw DecompressionException("Repetition goes past the end of the table!");
+    if (i + repeat > total)
+      throw DecompressionException("Repetition goes past the end of the table!");
     std::fill_n(lengths.begin() + i, repeat, value);
     i += repeat;
   }
-  const HuffmanTable literals(std::vector<std::uint8_t>(lengths.begin(), lengths.begin() + literalCount));
-  const HuffmanTable distances(std::vector<std::uint8_t>(lengths.begin() + literalCount, lengths.end()));
+  const HuffmanTable literals(
+      std::vector<std::uint8_t>(lengths.begin(), lengths.begin() + literalCount));
+  const HuffmanTable distances(
+      std::vector<std::uint8_t>(lengths.begin() + literalCount, lengths.end()));
   DecodeBlock(reader, out, literals, distances);
 }
 

@@ -61,7 +61,8 @@ bool DeflateStreamBitReader::ReadByte(std::uint8_t& byte) {
 void DeflateStreamBitReader::SkipToByteBoundary() { Consume(count_ % 8); }
 
 std::uint32_t DeflateStreamBitReader::HuffmanBit() {
-  if (!Fill(1)) throw IOException("Unexpected end of stream encountered while reading Huffman code");
+  if (!Fill(1))
+    throw IOException("Unexpected end of stream encountered while reading Huffman code");
   const std::uint32_t bit = Peek(1);
   Consume(1);
   return bit;

@@ -22,7 +22,8 @@ std::uint32_t Reverse(std::uint32_t code, std::uint32_t length) {
 template <std::uint32_t Bits>
 const std::array<std::uint16_t, std::size_t{1} << Bits> kReversed = [] {
   std::array<std::uint16_t, std::size_t{1} << Bits> table{};
-  for (std::uint32_t i = 0; i < table.size(); ++i) table[i] = static_cast<std::uint16_t>(Reverse(i, Bits));
+  for (std::uint32_t i = 0; i < table.size(); ++i)
+    table[i] = static_cast<std::uint16_t>(Reverse(i, Bits));
   return table;
 }();
 

@@ -51,7 +51,8 @@ class HuffmanTable {
   static constexpr std::uint32_t kFastBits = 10;
 
   // Goes on bit by bit from a code of `length` bits, one slot per length step.
-  std::uint32_t DecodeSlow(DeflateStreamBitReader& reader, std::uint32_t code, std::uint32_t length) const;
+  std::uint32_t DecodeSlow(DeflateStreamBitReader& reader, std::uint32_t code,
+                           std::uint32_t length) const;
   void BuildFastTable();
 
   struct Record {

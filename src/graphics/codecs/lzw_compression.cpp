@@ -258,12 +258,16 @@ void LZWCompression::Decompress(std::istream& input, std::ostream& output) {
         count += 8 * take;
         in += take;
       }
-      const std::uint32_t code = static_cast<std::uint32_t>(bits >> (count - width)) & ((1u << width) - 1);
-      if (code == kClearCode || code == kEndOfInformation || code > nextCode || nextCode > kTableSize - 1) break;
+      const std::uint32_t code =
+          static_cast<std::uint32_t>(bits >> (count - width)) & ((1u << width) - 1);
+      if (code == kClearCode || code == kEndOfInformation || code > nextCode ||
+          nextCode > kTableSize - 1)
+        break;
       count -= width;
       const std::size_t start = used;
-      const Entry entry =
-          code < nextCode ? table[code] : Entry{static_cast<std::uint32_t>(previousStart), previousLength};
+      const Entry entry = code < nextCode
+                              ? table[code]
+                              : Entry{static_cast<std::uint32_t>(previousStart), previousLength};
       const unsigned char* from = out + entry.offset;
       unsigned char* to = out + used;
       if (entry.length <= kSlack && to - from >= static_cast<std::ptrdiff_t>(kSlack)) {
@@ -295,7 +299,8 @@ void LZWCompression::Decompress(std::istream& input, std::ostream& output) {
         nextCode = kFirstFreeCode;
         history.Restart();
         do {
-          if (!reader.ReadCode(width, code)) throw DecompressionException("Unexpected end of LZW stream");
+          if (!reader.ReadCode(width, code))
+            throw DecompressionException("Unexpected end of LZW stream");
         } while (code == kClearCode);
         if (code == kEndOfInformation) break;
         if (code >= nextCode) throw DecompressionException("Invalid code in stream");
@@ -305,7 +310,8 @@ void LZWCompression::Decompress(std::istream& input, std::ostream& output) {
       }
       if (code == kEndOfInformation) break;
       if (code > nextCode) throw DecompressionException("LZW code is invalid");
-      if (previous >= nextCode) throw DecompressionException("Internal inconsistency in LZW decompression");
+      if (previous >= nextCode)
+        throw DecompressionException("Internal inconsistency in LZW decompression");
       const std::size_t start = previousStart;
       const std::uint32_t length = previousLength;
       if (code < nextCode) {

@@ -46,7 +46,9 @@ class StreamBitReader : public IBitReader {
     const unsigned char* next;
     const unsigned char* end;
   };
-  Raw Export() const { return {accumulator_, count_, block_.data() + position_, block_.data() + end_}; }
+  Raw Export() const {
+    return {accumulator_, count_, block_.data() + position_, block_.data() + end_};
+  }
   void Import(const Raw& raw) {
     accumulator_ = raw.accumulator;
     count_ = raw.count;

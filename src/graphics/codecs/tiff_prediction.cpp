@@ -11,13 +11,16 @@ namespace {
 constexpr std::size_t kBlockSize = 1 << 16;
 }
 
-TIFFPrediction::TIFFPrediction(std::uint32_t colors, std::uint32_t bitsPerComponent, std::uint32_t columns)
+TIFFPrediction::TIFFPrediction(std::uint32_t colors, std::uint32_t bitsPerComponent,
+                               std::uint32_t columns)
     : colors_(colors), bitsPerComponent_(bitsPerComponent), columns_(columns) {
-  if (colors < 1 || colors > 4) throw DecompressionException("Unsupported number of colors for TIFF prediction");
+  if (colors < 1 || colors > 4)
+    throw DecompressionException("Unsupported number of colors for TIFF prediction");
   if (bitsPerComponent != 8 && bitsPerComponent != 16) {
     throw DecompressionException("Bits per component must be 8 or 16");
   }
-  if (columns == 0) throw DecompressionException("Unable to perform TIFF prediction with no column data");
+  if (columns == 0)
+    throw DecompressionException("Unable to perform TIFF prediction with no column data");
 }
 
 void TIFFPrediction::Decompress(std::istream& input, std::ostream& output) {
