@@ -1,11 +1,12 @@
-// Our LZW decoder against libtiff's encoder and our own, and every failure.
+// LZW both ways against libtiff, every decoder failure, and the predictor.
 #include <gtest/gtest.h>
 #include <tiffio.h>
+#include <unistd.h>
 
+#include <cstdio>
 #include <sstream>
 
 #include "codecs/codec_runner.h"
-#include "codecs/libtiff_reference.h"
 #include "codecs/sample_data.h"
 #include "graphics/codecs/exception.h"
 #include "graphics/codecs/lzw_compression.h"
@@ -16,26 +17,61 @@ namespace {
 
 using VellumTest::Bytes;
 
-// libtiff's LZW encoding of `data` as one strip (width x 1, 8-bit grey).
-Bytes LibtiffLzwStrip(const Bytes& data) {
-  VellumTest::TempFile file;
-  TIFF* tiff = TIFFOpen(file.path().c_str(), "w");
-  TIFFSetField(tiff, TIFFTAG_IMAGEWIDTH, static_cast<std::uint32_t>(data.size()));
-  TIFFSetField(tiff, TIFFTAG_IMAGELENGTH, 1u);
-  TIFFSetField(tiff, TIFFTAG_BITSPERSAMPLE, 8);
-  TIFFSetField(tiff, TIFFTAG_SAMPLESPERPIXEL, 1);
-  TIFFSetField(tiff, TIFFTAG_ROWSPERSTRIP, 1u);
-  TIFFSetField(tiff, TIFFTAG_PHOTOMETRIC, PHOTOMETRIC_MINISBLACK);
-  TIFFSetField(tiff, TIFFTAG_COMPRESSION, COMPRESSION_LZW);
-  TIFFWriteEncodedStrip(tiff, 0, const_cast<unsigned char*>(data.data()),
-                        static_cast<tmsize_t>(data.size()));
-  TIFFClose(tiff);
-  tiff = TIFFOpen(file.path().c_str(), "r");
-  Bytes strip(TIFFRawStripSize(tiff, 0));
-  TIFFReadRawStrip(tiff, 0, strip.data(), static_cast<tmsize_t>(strip.size()));
-  TIFFClose(tiff);
-  return strip;
-}
+// A one-strip, 8-bit grey TIFF of data.size() x 1 in a temporary file:
+// libtiff encodes and decodes strips only inside a file.
+class LibtiffStrip {
+ public:
+  LibtiffStrip() {
+    char name[] = "/tmp/vellum-lzw-XXXXXX";
+    close(mkstemp(name));
+    path_ = name;
+  }
+  ~LibtiffStrip() { std::remove(path_.c_str()); }
+
+  // libtiff's LZW encoding of `data`.
+  Bytes Encode(const Bytes& data) {
+    TIFF* tiff = Create(data.size());
+    TIFFWriteEncodedStrip(tiff, 0, const_cast<unsigned char*>(data.data()),
+                          static_cast<tmsize_t>(data.size()));
+    TIFFClose(tiff);
+    tiff = TIFFOpen(path_.c_str(), "r");
+    Bytes strip(TIFFRawStripSize(tiff, 0));
+    TIFFReadRawStrip(tiff, 0, strip.data(), static_cast<tmsize_t>(strip.size()));
+    TIFFClose(tiff);
+    return strip;
+  }
+
+  // libtiff's decoding of an LZW `strip` of `size` bytes.
+  Bytes Decode(const Bytes& strip, std::size_t size) {
+    TIFF* tiff = Create(size);
+    TIFFWriteRawStrip(tiff, 0, const_cast<unsigned char*>(strip.data()),
+                      static_cast<tmsize_t>(strip.size()));
+    TIFFClose(tiff);
+    tiff = TIFFOpen(path_.c_str(), "r");
+    Bytes out(size);
+    const tmsize_t got = TIFFReadEncodedStrip(tiff, 0, out.data(), static_cast<tmsize_t>(size));
+    TIFFClose(tiff);
+    out.resize(got < 0 ? 0 : static_cast<std::size_t>(got));
+    return out;
+  }
+
+ private:
+  TIFF* Create(std::size_t width) {
+    TIFFSetErrorHandler(nullptr);
+    TIFFSetWarningHandler(nullptr);
+    TIFF* tiff = TIFFOpen(path_.c_str(), "w");
+    TIFFSetField(tiff, TIFFTAG_IMAGEWIDTH, static_cast<std::uint32_t>(width));
+    TIFFSetField(tiff, TIFFTAG_IMAGELENGTH, 1u);
+    TIFFSetField(tiff, TIFFTAG_BITSPERSAMPLE, 8);
+    TIFFSetField(tiff, TIFFTAG_SAMPLESPERPIXEL, 1);
+    TIFFSetField(tiff, TIFFTAG_ROWSPERSTRIP, 1u);
+    TIFFSetField(tiff, TIFFTAG_PHOTOMETRIC, PHOTOMETRIC_MINISBLACK);
+    TIFFSetField(tiff, TIFFTAG_COMPRESSION, COMPRESSION_LZW);
+    return tiff;
+  }
+
+  std::string path_;
+};
 
 Bytes Decode(const Bytes& strip, std::uint32_t earlyChange = 1, Bytes* partial = nullptr) {
   Ashgrove::LZWCompression codec(earlyChange);
@@ -52,24 +88,36 @@ Bytes Codes(std::initializer_list<std::uint32_t> codes) {
   return Bytes(s.begin(), s.end());
 }
 
-TEST(LZWDecoder, DecodesLibtiffAndOurOwnStrips) {
+TEST(LZW, BothWaysAgainstLibtiff) {
   const struct {
     const char* name;
     Bytes bytes;
   } payloads[] = {
+      {"one byte", {0x41}},
       {"label", VellumTest::LabelBitmap(900, 700)},
       {"photo", VellumTest::PhotoGrey(300, 200)},
       {"text", VellumTest::EnglishText(150'000)},
-      {"random", VellumTest::RandomBytes(60'000, 9)},
-      {"zeros", Bytes(500'000, 0)},
+      {"random, many table resets", VellumTest::RandomBytes(200'000, 9)},
+      {"zeros, long strings", Bytes(2'000'000, 0)},
   };
+  LibtiffStrip libtiff;
   for (const auto& p : payloads) {
     SCOPED_TRACE(p.name);
-    EXPECT_EQ(Decode(LibtiffLzwStrip(p.bytes)), p.bytes);
     Ashgrove::LZWCompression early(1), classic(0);
-    EXPECT_EQ(Decode(VellumTest::Encode(early, p.bytes), 1), p.bytes);
+    const Bytes ours = VellumTest::Encode(early, p.bytes);
+    EXPECT_EQ(libtiff.Decode(ours, p.bytes.size()), p.bytes);
+    EXPECT_EQ(Decode(libtiff.Encode(p.bytes)), p.bytes);
+    EXPECT_EQ(Decode(ours, 1), p.bytes);
     EXPECT_EQ(Decode(VellumTest::Encode(classic, p.bytes), 0), p.bytes);
   }
+}
+
+TEST(LZWEncoder, ClearFirstEndOfInformationLast) {
+  Ashgrove::LZWCompression codec(1);
+  // 256 and 257 in 9 bits each, MSB first, padded with zeros.
+  EXPECT_EQ(VellumTest::Encode(codec, {}), (Bytes{0x80, 0x40, 0x40}));
+  // Clear, 'A', End of Information.
+  EXPECT_EQ(VellumTest::Encode(codec, {0x41}), (Bytes{0x80, 0x10, 0x60, 0x20}));
 }
 
 TEST(LZWDecoder, ClearThenEndOfInformationIsEmpty) {
