@@ -3,6 +3,7 @@
 #include <limits>
 
 #include "graphics/exception.h"
+#include "graphics/tiff_reader.h"
 #include "graphics/tiff_writer.h"
 
 namespace Brindle {
@@ -73,6 +74,12 @@ void Image::Invert() {
 }
 
 bool Image::IsNonEmpty() const { return width_ != 0 && height_ != 0; }
+
+void Image::ReadFromTIFF(std::istream& input) {
+  // Built aside first, so that a failing read leaves this image untouched.
+  Image read = ImageIO::ReadFromTIFFFormat(input);
+  Image::operator=(std::move(read));
+}
 
 void Image::Reserve(std::uint64_t bytes) {
   if (bytes > data_.capacity()) data_.reserve(bytes);

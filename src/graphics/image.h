@@ -3,6 +3,7 @@
 #pragma once
 
 #include <cstdint>
+#include <istream>
 #include <ostream>
 #include <vector>
 
@@ -49,6 +50,10 @@ class Image {
   virtual void Invert();
   // True when width and height are both non-zero.
   [[nodiscard]] virtual bool IsNonEmpty() const;
+  // Replaces geometry, data and resolution by the TIFF file read from the
+  // stream (ImageIO::ReadFromTIFFFormat). On failure the reader's exception
+  // propagates and this image stays as it was.
+  virtual void ReadFromTIFF(std::istream& input);
   // Grows the data's capacity (never shrinks it); the contents stay.
   virtual void Reserve(std::uint64_t bytes);
   virtual void SetResolution(std::uint64_t horizontal, std::uint64_t vertical);

@@ -27,7 +27,8 @@ inline Bytes LabelBitmap(std::size_t width, std::size_t height, std::uint32_t se
       const bool barcode = y > height / 2 && y < height / 2 + height / 5 && (x / 3) % 5 < 2;
       const bool frame = x < 8 || x + 8 >= width || y < 8 || y + 8 >= height;
       const bool glyph = y % 40 < 24 && x % 18 < 12 && (generator() & 7) == 0 && y < height / 3;
-      if (barcode || frame || glyph) out[y * rowBytes + x / 8] |= static_cast<unsigned char>(0x80 >> (x % 8));
+      if (barcode || frame || glyph)
+        out[y * rowBytes + x / 8] |= static_cast<unsigned char>(0x80 >> (x % 8));
     }
   }
   return out;
@@ -49,11 +50,12 @@ inline Bytes PhotoGrey(std::size_t width, std::size_t height, std::uint32_t seed
 // English-like words with punctuation and line breaks.
 inline Bytes EnglishText(std::size_t size, std::uint32_t seed = 3) {
   static const char* const kWords[] = {
-      "the", "label", "printer", "of", "and", "to", "a", "in", "ribbon", "is", "that", "for",
-      "thermal", "head", "it", "with", "as", "was", "on", "be", "at", "by", "this", "had",
-      "shipping", "from", "or", "have", "an", "they", "which", "one", "you", "were", "her",
-      "all", "she", "there", "would", "their", "we", "him", "been", "has", "when", "who",
-      "will", "more", "no", "if", "out", "so", "said", "what", "up", "its", "about", "into"};
+      "the",   "label", "printer", "of",   "and",      "to",   "a",     "in",    "ribbon", "is",
+      "that",  "for",   "thermal", "head", "it",       "with", "as",    "was",   "on",     "be",
+      "at",    "by",    "this",    "had",  "shipping", "from", "or",    "have",  "an",     "they",
+      "which", "one",   "you",     "were", "her",      "all",  "she",   "there", "would",  "their",
+      "we",    "him",   "been",    "has",  "when",     "who",  "will",  "more",  "no",     "if",
+      "out",   "so",    "said",    "what", "up",       "its",  "about", "into"};
   std::mt19937 generator(seed);
   Bytes out;
   out.reserve(size + 16);

@@ -2,9 +2,16 @@
 
 #include <zlib.h>
 
+#include <algorithm>
+#include <bit>
+#include <cstring>
+#include <string>
 #include <vector>
 
+#include "graphics/codecs/deflate_stream_bit_reader.h"
 #include "graphics/codecs/exception.h"
+#include "graphics/codecs/huffman_table.h"
+#include "graphics/codecs/rolling_output_buffer.h"
 
 namespace Ashgrove {
 
@@ -54,6 +61,270 @@ void DeflateCompression::Compress(std::istream& input, std::ostream& output) {
     } while (zs.stream.avail_out == 0);
     if (flush == Z_FINISH) break;
   }
+}
+
+}  // namespace Ashgrove
+
+namespace Ashgrove {
+
+namespace {
+
+constexpr std::uint32_t kEndOfBlock = 256;
+constexpr std::uint32_t kLastLengthCode = 285;
+constexpr std::uint32_t kLastDistanceCode = 29;
+
+// RFC 1951, 3.2.5: base and extra bits of length codes 257-285 and
+// distance codes 0-29.
+constexpr std::uint16_t kLengthBase[] = {3,  4,  5,  6,   7,   8,   9,   10,  11, 13,
+                                         15, 17, 19, 23,  27,  31,  35,  43,  51, 59,
+                                         67, 83, 99, 115, 131, 163, 195, 227, 258};
+constexpr std::uint8_t kLengthExtra[] = {0, 0, 0, 0, 0, 0, 0, 0, 1, 1, 1, 1, 2, 2, 2,
+                                         2, 3, 3, 3, 3, 4, 4, 4, 4, 5, 5, 5, 5, 0};
+constexpr std::uint16_t kDistanceBase[] = {
+    1,   2,   3,   4,   5,   7,    9,    13,   17,   25,   33,   49,   65,    97,    129,
+    193, 257, 385, 513, 769, 1025, 1537, 2049, 3073, 4097, 6145, 8193, 12289, 16385, 24577};
+constexpr std::uint8_t kDistanceExtra[] = {0, 0, 0, 0, 1, 1, 2, 2,  3,  3,  4,  4,  5,  5,  6,
+                                           6, 7, 7, 8, 8, 9, 9, 10, 10, 11, 11, 12, 12, 13, 13};
+// The order in which HCLEN code-length code lengths are stored.
+constexpr std::uint8_t kCodeLengthOrder[] = {16, 17, 18, 0, 8,  7, 9,  6, 10, 5,
+                                             11, 4,  12, 3, 13, 2, 14, 1, 15};
+
+// Enough bits for one length/distance pair with its extra bits.
+constexpr std::uint32_t kPairBits = 48;
+
+const HuffmanTable& FixedLiteralTable() {
+  static const HuffmanTable table([] {
+    std::vector<std::uint8_t> lengths(288);
+    for (std::size_t i = 0; i < 288; ++i) lengths[i] = i < 144 ? 8 : i < 256 ? 9 : i < 280 ? 7 : 8;
+    return lengths;
+  }());
+  return table;
+}
+
+// All 32 five-bit codes: 30 and 31 exist in the fixed code and are then
+// refused as unknown distance codes.
+const HuffmanTable& FixedDistanceTable() {
+  static const HuffmanTable table(std::vector<std::uint8_t>(32, 5));
+  return table;
+}
+
+std::uint32_t ReadField(DeflateStreamBitReader& reader, std::uint32_t count, const char* failure) {
+  BitSequence bits;
+  if (!reader.ReadBits(count, bits)) throw DecompressionException(failure);
+  return bits.value;
+}
+
+// Extra bits in the hot loop: the accumulator usually holds them already.
+std::uint32_t ReadExtra(DeflateStreamBitReader& reader, std::uint32_t count, const char* failure) {
+  if (!reader.Fill(count)) throw DecompressionException(failure);
+  const std::uint32_t value = reader.Peek(count);
+  reader.Consume(count);
+  return value;
+}
+
+// Decodes pairs and literals while plenty of input and output room remain,
+// keeping the bit reader and the output position in registers. Anything out
+// of the ordinary (end of block, a long or unknown code, a distance that
+// needs checking against the window) is left untouched for the exact path.
+void DecodeFast(DeflateStreamBitReader& reader, RollingOutputBuffer& buffer,
+                const HuffmanTable& literals, const HuffmanTable& distances) {
+  auto raw = reader.Export();
+  std::uint64_t bits = raw.accumulator;
+  std::uint32_t count = raw.count;
+  const unsigned char* in = raw.next;
+  const unsigned char* const inEnd = raw.end;
+  unsigned char* out = buffer.Next();
+  unsigned char* const outLimit = buffer.Limit();
+  const unsigned char* const windowStart = buffer.Begin();
+  const std::uint32_t* const literalFast = literals.FastEntries();
+  const std::uint32_t* const distanceFast = distances.FastEntries();
+  const std::uint64_t literalMask = (std::uint64_t{1} << literals.FastBits()) - 1;
+  const std::uint64_t distanceMask = (std::uint64_t{1} << distances.FastBits()) - 1;
+  constexpr std::uint32_t kResolved = HuffmanTable::kResolved;
+  constexpr std::uint32_t kLiteral = HuffmanTable::kLiteral;
+
+  while (inEnd - in >= 8 && out < outLimit) {
+    std::uint64_t word;
+    std::memcpy(&word, in, 8);
+    if constexpr (std::endian::native == std::endian::big) word = __builtin_bswap64(word);
+    bits |= word << count;
+    in += (63 - count) >> 3;
+    count |= 56;
+
+    std::uint32_t entry = literalFast[bits & literalMask];
+    if (entry & kLiteral) {
+      // Up to five literals per refill: each takes at most the lookup's
+      // width, and the refill left at least 56 bits.
+      for (int i = 0; i < 5; ++i) {
+        bits >>= entry & 0xF;
+        count -= entry & 0xF;
+        *out++ = static_cast<unsigned char>(entry >> 8);
+        entry = literalFast[bits & literalMask];
+        if (!(entry & kLiteral)) break;
+      }
+      continue;
+    }
+    if (!(entry & kResolved)) break;
+    const std::uint32_t symbol = entry >> 8;
+    if (symbol == kEndOfBlock || symbol > kLastLengthCode) break;
+    // From here on nothing is kept unless the whole pair turns out valid.
+    std::uint64_t pairBits = bits >> (entry & 0xF);
+    std::uint32_t used = entry & 0xF;
+    const std::uint32_t lengthCode = symbol - 257;
+    const std::uint32_t lengthExtra = kLengthExtra[lengthCode];
+    const std::uint32_t length =
+        kLengthBase[lengthCode] + static_cast<std::uint32_t>(pairBits & ((1u << lengthExtra) - 1));
+    pairBits >>= lengthExtra;
+    used += lengthExtra;
+    const std::uint32_t distanceEntry = distanceFast[pairBits & distanceMask];
+    if (!(distanceEntry & kResolved)) break;
+    const std::uint32_t distanceCode = distanceEntry >> 8;
+    if (distanceCode > kLastDistanceCode) break;
+    pairBits >>= distanceEntry & 0xF;
+    used += distanceEntry & 0xF;
+    const std::uint32_t distanceExtra = kDistanceExtra[distanceCode];
+    const std::uint32_t distance =
+        kDistanceBase[distanceCode] +
+        static_cast<std::uint32_t>(pairBits & ((1u << distanceExtra) - 1));
+    if (distance > static_cast<std::size_t>(out - windowStart)) break;
+    bits = pairBits >> distanceExtra;
+    count -= used + distanceExtra;
+    CopyBackReference(out, distance, length);
+    out += length;
+  }
+  reader.Import({bits, count, in, inEnd});
+  buffer.SetNext(out);
+}
+
+void DecodeBlock(DeflateStreamBitReader& reader, RollingOutputBuffer& out,
+                 const HuffmanTable& literals, const HuffmanTable& distances) {
+  for (;;) {
+    DecodeFast(reader, out, literals, distances);
+    // One symbol or pair the exact way, with every check and message.
+    out.Reserve();
+    reader.Fill(kPairBits);
+    const std::uint32_t symbol = literals.Decode(reader);
+    if (symbol < kEndOfBlock) {
+      out.Append(static_cast<unsigned char>(symbol));
+      continue;
+    }
+    if (symbol == kEndOfBlock) return;
+    if (symbol > kLastLengthCode) throw DecompressionException("Unknown length code");
+    const std::uint32_t lengthCode = symbol - 257;
+    const std::uint32_t length =
+        kLengthBase[lengthCode] +
+        ReadExtra(reader, kLengthExtra[lengthCode],
+                  "Unexpected end of stream while reading extra length bits");
+    const std::uint32_t distanceCode = distances.Decode(reader);
+    if (distanceCode > kLastDistanceCode) throw DecompressionException("Unknown distance code");
+    const std::uint32_t distance =
+        kDistanceBase[distanceCode] +
+        ReadExtra(reader, kDistanceExtra[distanceCode],
+                  "Unexpected end of stream while reading extra distance bits");
+    out.Copy(distance, length);
+  }
+}
+
+void CopyStoredBlock(DeflateStreamBitReader& reader, RollingOutputBuffer& out) {
+  reader.SkipToByteBoundary();
+  BitSequence len;
+  BitSequence nlen;
+  if (!reader.ReadBits(16, len) || !reader.ReadBits(16, nlen)) {
+    throw DecompressionException("Unexpected end of stream reading uncompressed data lengths");
+  }
+  if ((len.value ^ 0xFFFFu) != nlen.value)
+    throw DecompressionException("Error reading length of uncompressed data");
+  unsigned char chunk[4096];
+  std::uint32_t done = 0;
+  while (done < len.value) {
+    const std::size_t want = std::min<std::size_t>(sizeof chunk, len.value - done);
+    const std::size_t got = reader.ReadAlignedBytes(chunk, want);
+    out.Append(chunk, got);
+    done += static_cast<std::uint32_t>(got);
+    if (got < want) {
+      throw DecompressionException("Stream ended early, read " + std::to_string(done) + " of " +
+                                   std::to_string(len.value));
+    }
+  }
+}
+
+void DecodeDynamicBlock(DeflateStreamBitReader& reader, RollingOutputBuffer& out) {
+  const std::uint32_t hlit = ReadField(reader, 5, "Unable to read number of literal codes");
+  const std::uint32_t hdist = ReadField(reader, 5, "Unable to read number of distance codes");
+  const std::uint32_t hclen = ReadField(reader, 4, "Unable to read number of code length codes");
+  std::vector<std::uint8_t> codeLengthLengths(19, 0);
+  for (std::uint32_t i = 0; i < hclen + 4; ++i) {
+    codeLengthLengths[kCodeLengthOrder[i]] =
+        static_cast<std::uint8_t>(ReadField(reader, 3, "Unable to read code length"));
+  }
+  const HuffmanTable codeLengths(codeLengthLengths);
+
+  const std::uint32_t literalCount = hlit + 257;
+  const std::uint32_t total = literalCount + hdist + 1;
+  std::vector<std::uint8_t> lengths(total, 0);
+  std::uint32_t i = 0;
+  while (i < total) {
+    const std::uint32_t symbol = codeLengths.Decode(reader);
+    if (symbol < 16) {
+      lengths[i++] = static_cast<std::uint8_t>(symbol);
+      continue;
+    }
+    std::uint8_t value = 0;
+    std::uint32_t repeat = 0;
+    const char* const countFailure = "Unable to read repeat count for code length table";
+    if (symbol == 16) {
+      if (i == 0) throw DecompressionException("No codes to repeat");
+      value = lengths[i - 1];
+      repeat = 3 + ReadField(reader, 2, countFailure);
+    } else if (symbol == 17) {
+      repeat = 3 + ReadField(reader, 3, countFailure);
+    } else {
+      repeat = 11 + ReadField(reader, 7, countFailure);
+    }
+    if (i + repeat > total)
+      throw DecompressionException("Repetition goes past the end of the table!");
+    std::fill_n(lengths.begin() + i, repeat, value);
+    i += repeat;
+  }
+  const HuffmanTable literals(
+      std::vector<std::uint8_t>(lengths.begin(), lengths.begin() + literalCount));
+  const HuffmanTable distances(
+      std::vector<std::uint8_t>(lengths.begin() + literalCount, lengths.end()));
+  DecodeBlock(reader, out, literals, distances);
+}
+
+}  // namespace
+
+void DeflateCompression::Decompress(std::istream& input, std::ostream& output) {
+  DeflateStreamBitReader reader(input);
+  RollingOutputBuffer out(output);
+  try {
+    for (;;) {
+      BitSequence isFinal;
+      // Input that ends where a block would start is a finished stream,
+      // even when no final block was seen.
+      if (!reader.ReadBits(1, isFinal)) break;
+      const std::uint32_t type = ReadField(reader, 2, "Unable to read block type");
+      switch (type) {
+        case 0:
+          CopyStoredBlock(reader, out);
+          break;
+        case 1:
+          DecodeBlock(reader, out, FixedLiteralTable(), FixedDistanceTable());
+          break;
+        case 2:
+          DecodeDynamicBlock(reader, out);
+          break;
+        default:
+          throw DecompressionException("Encountered reserved block");
+      }
+      if (isFinal.value == 1) break;
+    }
+  } catch (...) {
+    out.Flush();
+    throw;
+  }
+  out.Flush();
 }
 
 }  // namespace Ashgrove

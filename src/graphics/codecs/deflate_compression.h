@@ -9,8 +9,15 @@
 
 namespace Ashgrove {
 
-class DeflateCompression : public ICompressor {
+class DeflateCompression : public IDecompressor, public ICompressor {
  public:
+  // Decodes raw Deflate blocks until the final block, or until the input ends
+  // where a block header would start (so an empty input decodes to nothing).
+  // Throws DecompressionException, RollingOutputBufferException or
+  // IOException with the message of the defect found; output decoded before
+  // it stays written.
+  void Decompress(std::istream& input, std::ostream& output) override;
+
   // Compresses the whole input with zlib (level 9, raw window of 2^15 bytes,
   // memory level 9, default strategy). Throws CompressionException
   // "Unknown stream exception occurred" when zlib reports a stream error;

@@ -1,11 +1,16 @@
 #include "graphics/codecs/lzw_compression.h"
 
+#include <algorithm>
 #include <array>
+#include <bit>
 #include <cstring>
+#include <iostream>
 #include <memory>
 #include <vector>
 
+#include "graphics/codecs/byte_block.h"
 #include "graphics/codecs/exception.h"
+#include "graphics/codecs/stream_bit_reader.h"
 #include "graphics/codecs/stream_bit_writer.h"
 
 namespace Ashgrove {
@@ -108,6 +113,227 @@ void LZWCompression::Compress(std::istream& input, std::ostream& output) {
   }
   writer.Write(kEndOfInformation, width);
   writer.Flush();
+}
+
+namespace {
+
+// The history's first size; it grows while a Clear is long in coming.
+constexpr std::size_t kHistoryStart = 1 << 15;
+constexpr std::size_t kSlack = 16;
+
+// Every string in the table is a run of the output produced since the last
+// Clear: a new entry is the previous code's string followed by the first
+// byte written for the current code, and those bytes stand next to each
+// other in the output. So the table holds (offset, length) pairs into that
+// history, and writing a string is one copy out of it. The history is
+// handed to the stream in blocks but kept until the next Clear.
+class History {
+ public:
+  // The history starts with the 256 single bytes, so that a literal code is
+  // a copy like any other; they are never written out.
+  static constexpr std::size_t kLiterals = 256;
+
+  explicit History(std::ostream& output) : output_(output), bytes_(kHistoryStart + kSlack) {
+    for (std::size_t i = 0; i < kLiterals; ++i) bytes_[i] = static_cast<unsigned char>(i);
+  }
+
+  std::size_t Size() const { return used_; }
+
+  void AppendByte(unsigned char byte) {
+    Reserve(1);
+    bytes_[used_++] = byte;
+  }
+
+  // Repeats `length` bytes from `offset`, which lie wholly before the end.
+  void AppendCopy(std::size_t offset, std::size_t length) {
+    Reserve(length);
+    unsigned char* to = bytes_.data() + used_;
+    const unsigned char* from = bytes_.data() + offset;
+    if (length <= kSlack && to - from >= static_cast<std::ptrdiff_t>(kSlack)) {
+      std::memcpy(to, from, kSlack);  // a fixed-size copy into the slack is cheaper
+    } else {
+      std::memcpy(to, from, length);
+    }
+    used_ += length;
+  }
+
+  unsigned char At(std::size_t offset) const { return bytes_[offset]; }
+
+  // For the decoding loop that writes directly: the storage, and how many
+  // bytes may be used before the next Reserve().
+  unsigned char* Data() { return bytes_.data(); }
+  std::size_t Room() const { return bytes_.size() - kSlack; }
+  void SetSize(std::size_t used) { used_ = used; }
+
+  // Writes what the stream has not seen yet.
+  void Flush() {
+    output_.write(reinterpret_cast<const char*>(bytes_.data() + flushed_),
+                  static_cast<std::streamsize>(used_ - flushed_));
+    flushed_ = used_;
+  }
+
+  // At Clear: nothing before this point will be referred to again.
+  void Restart() {
+    Flush();
+    used_ = kLiterals;
+    flushed_ = kLiterals;
+  }
+
+ private:
+  void Reserve(std::size_t length) {
+    if (used_ + length + kSlack <= bytes_.size()) return;
+    Flush();
+    ByteBlock larger(std::max(bytes_.size() * 2, used_ + length + kSlack));
+    std::memcpy(larger.data(), bytes_.data(), used_);
+    bytes_ = std::move(larger);
+  }
+
+  std::ostream& output_;
+  ByteBlock bytes_;
+  std::size_t used_ = kLiterals;
+  std::size_t flushed_ = kLiterals;
+};
+
+struct Entry {
+  std::uint32_t offset;
+  std::uint32_t length;
+};
+
+}  // namespace
+
+void LZWCompression::Decompress(std::istream& input, std::ostream& output) {
+  StreamBitReader reader(input);
+  History history(output);
+  // Codes from 258 on are always written before they are read.
+  const auto table = std::make_unique_for_overwrite<Entry[]>(kTableSize);
+  for (std::uint32_t code = 0; code < 256; ++code) table[code] = {code, 1};
+  std::uint32_t width = kMinCodeWidth;
+  std::uint32_t nextCode = kFirstFreeCode;
+  // No previous string before the first Clear: a stream that starts with
+  // anything but Clear is inconsistent.
+  std::uint32_t previous = kTableSize;
+  std::size_t previousStart = 0;
+  std::uint32_t previousLength = 0;
+
+  // Writes the string of a code already in the table.
+  auto emit = [&](std::uint32_t code) {
+    previousStart = history.Size();
+    if (code < 256) {
+      history.AppendByte(static_cast<unsigned char>(code));
+      previousLength = 1;
+    } else {
+      history.AppendCopy(table[code].offset, table[code].length);
+      previousLength = table[code].length;
+    }
+  };
+  // The new entry is the previous string plus the byte that now follows it.
+  auto add = [&](std::size_t start, std::uint32_t length) {
+    if (nextCode > kTableSize - 1) throw DecompressionException("LZW table is full!");
+    table[nextCode] = {static_cast<std::uint32_t>(start), length + 1};
+    ++nextCode;
+    if (((nextCode + earlyChange_) >> width) != 0) ++width;
+  };
+
+  // Plain codes while input and room last, with the bit state in registers.
+  // Clear, End of Information, anything invalid and the input's last bytes
+  // are left to the exact path below, one code at a time.
+  auto decodeFast = [&] {
+    if (previous >= nextCode) return;
+    auto raw = reader.Export();
+    std::uint64_t bits = raw.accumulator;
+    std::uint32_t count = raw.count;
+    const unsigned char* in = raw.next;
+    const unsigned char* const inEnd = raw.end;
+    unsigned char* const out = history.Data();
+    std::size_t used = history.Size();
+    const std::size_t room = history.Room();
+    const std::uint32_t early = earlyChange_;
+    while (inEnd - in >= 8 && used + kTableSize + kSlack <= room) {
+      if (count < 16) {
+        std::uint64_t word;
+        std::memcpy(&word, in, 8);
+        if constexpr (std::endian::native == std::endian::little) word = __builtin_bswap64(word);
+        const std::uint32_t take = (63 - count) >> 3;
+        bits = (bits << (8 * take)) | (word >> (64 - 8 * take));
+        count += 8 * take;
+        in += take;
+      }
+      const std::uint32_t code =
+          static_cast<std::uint32_t>(bits >> (count - width)) & ((1u << width) - 1);
+      if (code == kClearCode || code == kEndOfInformation || code > nextCode ||
+          nextCode > kTableSize - 1)
+        break;
+      count -= width;
+      const std::size_t start = used;
+      const Entry entry = code < nextCode
+                              ? table[code]
+                              : Entry{static_cast<std::uint32_t>(previousStart), previousLength};
+      const unsigned char* from = out + entry.offset;
+      unsigned char* to = out + used;
+      if (entry.length <= kSlack && to - from >= static_cast<std::ptrdiff_t>(kSlack)) {
+        std::memcpy(to, from, kSlack);
+      } else {
+        std::memmove(to, from, entry.length);
+      }
+      used += entry.length;
+      // The code being defined right now ends with its own first byte.
+      if (code == nextCode) out[used++] = out[entry.offset];
+      table[nextCode] = {static_cast<std::uint32_t>(previousStart), previousLength + 1};
+      ++nextCode;
+      if (((nextCode + early) >> width) != 0) ++width;
+      previousStart = start;
+      previousLength = static_cast<std::uint32_t>(used - start);
+      previous = code;
+    }
+    reader.Import({bits, count, in, inEnd});
+    history.SetSize(used);
+  };
+
+  try {
+    for (;;) {
+      decodeFast();
+      std::uint32_t code = 0;
+      if (!reader.ReadCode(width, code)) throw DecompressionException("Unexpected end of stream");
+      if (code == kClearCode) {
+        width = kMinCodeWidth;
+        nextCode = kFirstFreeCode;
+        history.Restart();
+        do {
+          if (!reader.ReadCode(width, code))
+            throw DecompressionException("Unexpected end of LZW stream");
+        } while (code == kClearCode);
+        if (code == kEndOfInformation) break;
+        if (code >= nextCode) throw DecompressionException("Invalid code in stream");
+        emit(code);
+        previous = code;
+        continue;
+      }
+      if (code == kEndOfInformation) break;
+      if (code > nextCode) throw DecompressionException("LZW code is invalid");
+      if (previous >= nextCode)
+        throw DecompressionException("Internal inconsistency in LZW decompression");
+      const std::size_t start = previousStart;
+      const std::uint32_t length = previousLength;
+      if (code < nextCode) {
+        emit(code);
+        add(start, length);
+      } else {
+        // The code being defined right now: the previous string and its own
+        // first byte, which the copy of the previous string starts with.
+        previousStart = history.Size();
+        history.AppendCopy(start, length);
+        history.AppendByte(history.At(start));
+        previousLength = length + 1;
+        add(start, length);
+      }
+      previous = code;
+    }
+  } catch (...) {
+    history.Flush();
+    throw;
+  }
+  history.Flush();
+  if (reader.MoreBytesFollow()) std::cerr << "Warning, not all data read" << std::endl;
 }
 
 }  // namespace Ashgrove

@@ -10,7 +10,7 @@
 
 namespace Ashgrove {
 
-class LZWCompression : public ICompressor {
+class LZWCompression : public IDecompressor, public ICompressor {
  public:
   static constexpr std::uint16_t kClearCode = 256;
   static constexpr std::uint16_t kEndOfInformation = 257;
@@ -22,6 +22,14 @@ class LZWCompression : public ICompressor {
   // `earlyChange` 1 widens codes one code early, as TIFF writers and readers
   // do; 0 gives the classic LZW timing. TIFF always uses 1.
   explicit LZWCompression(std::uint32_t earlyChange);
+
+  // Decodes one strip up to End of Information. Throws DecompressionException
+  // on a malformed stream ("Unexpected end of stream", "Unexpected end of LZW
+  // stream", "Invalid code in stream", "LZW code is invalid", "Internal
+  // inconsistency in LZW decompression", "LZW table is full!"); output written
+  // before the failure stays written. Data after End of Information is left
+  // alone with the line "Warning, not all data read" on standard error.
+  void Decompress(std::istream& input, std::ostream& output) override;
 
   // Encodes the whole input: Clear first, End of Information last, the last
   // byte padded with zero bits. Throws CompressionException

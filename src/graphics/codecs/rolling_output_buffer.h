@@ -1,0 +1,80 @@
+// The Deflate window in front of the output stream: the last 32768 bytes
+// produced, which back-references copy from.
+#pragma once
+
+#include <cstdint>
+#include <cstring>
+#include <ostream>
+
+#include "graphics/codecs/byte_block.h"
+
+namespace Ashgrove {
+
+// Repeats `length` bytes from `distance` bytes back, byte by byte in effect,
+// so that a length beyond the distance repeats the newest bytes. Writes up
+// to 7 bytes past the end; the caller keeps that much slack.
+inline void CopyBackReference(unsigned char* to, std::uint32_t distance, std::uint32_t length) {
+  const unsigned char* from = to - distance;
+  if (distance >= 8) {
+    for (std::uint32_t done = 0; done < length; done += 8) std::memcpy(to + done, from + done, 8);
+  } else if (distance == 1) {
+    std::memset(to, *from, length);
+  } else {
+    for (std::uint32_t i = 0; i < length; ++i) to[i] = from[i];
+  }
+}
+
+// Bytes are produced into one linear buffer that keeps at least the window
+// in front of the newest byte; whole blocks go to the stream, and the window
+// moves back to the front when the buffer fills. The stream must outlive
+// the buffer. Flush() hands over everything produced so far; the destructor
+// writes nothing.
+class RollingOutputBuffer {
+ public:
+  static constexpr std::size_t kCapacity = 32768;
+  // The longest single production between two Reserve() calls.
+  static constexpr std::size_t kMaxRun = 258;
+  static constexpr std::size_t kSlack = 16;
+
+  explicit RollingOutputBuffer(std::ostream& output);
+
+  // Makes room for at least kMaxRun more bytes (plus slack).
+  void Reserve() {
+    if (position_ + kMaxRun + kSlack > buffer_.size()) Rotate();
+  }
+
+  void Append(unsigned char byte) { buffer_[position_++] = byte; }
+  void Append(const unsigned char* bytes, std::size_t count);
+
+  // Throws RollingOutputBufferException "Backwards distance exceeds
+  // available bytes" when the window does not yet hold `distance` bytes.
+  void Copy(std::uint32_t distance, std::uint32_t length) {
+    if (distance > Held()) CopyTooFar();
+    CopyBackReference(buffer_.data() + position_, distance, length);
+    position_ += length;
+  }
+
+  // For a decoding loop that writes directly: the buffer's start, the next
+  // free byte, and the last position from which kMaxRun + kSlack bytes fit.
+  // Before the first rotation everything produced is in front of the next
+  // byte; after it the whole window is, so a distance is valid exactly when
+  // it does not reach before Begin().
+  unsigned char* Begin() { return buffer_.data(); }
+  unsigned char* Next() { return buffer_.data() + position_; }
+  unsigned char* Limit() { return buffer_.data() + buffer_.size() - kMaxRun - kSlack; }
+  void SetNext(unsigned char* next) { position_ = static_cast<std::size_t>(next - buffer_.data()); }
+
+  void Flush();
+
+ private:
+  std::size_t Held() const { return position_ < kCapacity ? position_ : kCapacity; }
+  [[noreturn]] static void CopyTooFar();
+  void Rotate();
+
+  std::ostream& output_;
+  ByteBlock buffer_;
+  std::size_t position_ = 0;  // where the next byte goes
+  std::size_t flushed_ = 0;   // bytes before this have reached the stream
+};
+
+}  // namespace Ashgrove
