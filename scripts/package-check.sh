@@ -1,0 +1,71 @@
+#!/usr/bin/env bash
+# Installs this machine's vellum package from out/ (made by scripts/package.sh)
+# the way a user would, checks the installed tool, and removes it again.
+set -euo pipefail
+root=$(cd "$(dirname "$0")/.." && pwd)
+arch=$(dpkg --print-architecture)
+sudo=""; [ "$(id -u)" -ne 0 ] && sudo=sudo
+
+cd "$root/out"
+debs=(vellum_*_"$arch".deb)
+[ -e "${debs[0]}" ] || { echo "package-check: no vellum_*_$arch.deb in out/" >&2; exit 1; }
+if dpkg-query -W -f='${Status}' vellum 2>/dev/null | grep -q 'install ok installed'; then
+  echo "package-check: vellum is already installed; not touching it" >&2
+  exit 1
+fi
+
+failed=0 passed=0 skipped=0
+check() { # description, then the command that must succeed
+  local what=$1; shift
+  if "$@"; then passed=$((passed + 1)); else failed=$((failed + 1)); echo "FAILED: $what" >&2; fi
+}
+# A part of the tool that the source tree does not have yet cannot be in the
+# package; once it is there, the package must carry it.
+skip() { skipped=$((skipped + 1)); echo "SKIPPED: $1" >&2; }
+
+DEBIAN_FRONTEND=noninteractive $sudo apt-get install -y --no-install-recommends \
+  -o DPkg::Lock::Timeout=120 "./${debs[0]}" >/dev/null
+trap 'DEBIAN_FRONTEND=noninteractive $sudo apt-get purge -y -o DPkg::Lock::Timeout=120 vellum >/dev/null' EXIT
+echo "package-check: installed ${debs[0]}"
+dpkg-query -W -f='${Depends}\n' vellum
+
+files_ok() {
+  dpkg -L vellum | grep -qx /usr/share/doc/vellum/README.md &&
+    dpkg -L vellum | grep -qx /usr/share/bash-completion/completions/vellum
+}
+check "README and bash completion are installed" files_ok
+
+built_binary=$(find "$root/build" -type f -name vellum -perm -u+x -not -path '*/CMakeFiles/*' 2>/dev/null | head -n 1)
+if [ -x /usr/bin/vellum ] || [ -n "$built_binary" ]; then
+  check "the package installs /usr/bin/vellum" test -x /usr/bin/vellum
+  # --version answers on standard error, and only when it is the sole argument.
+  version_ok() { [ "$(/usr/bin/vellum --version 2>&1 >/dev/null)" = "7.03" ]; }
+  check "vellum --version writes 7.03 to stderr" version_ok
+  # The stdout printer needs neither CUPS nor a printer: feedlabel with no
+  # options sends one TPCL frame and a line feed.
+  feed_ok() { [ "$(/usr/bin/vellum -p - feedlabel 2>/dev/null; echo X)" = "$(printf '{T;00C30|}\nX')" ]; }
+  check "vellum -p - feedlabel writes {T;00C30|}" feed_ok
+else
+  skip "no vellum binary is built yet, so none is packaged"
+fi
+
+# man -w finds the page through man-db. Images that keep dpkg from unpacking
+# /usr/share/man (path-exclude in /etc/dpkg/dpkg.cfg.d/) have no page to find,
+# so there the package's own file list must carry it instead.
+man_ok() {
+  if grep -qs '^path-exclude=*/usr/share/man' /etc/dpkg/dpkg.cfg.d/*; then
+    echo "package-check: dpkg excludes /usr/share/man here; checking the package's file list" >&2
+    dpkg-deb --contents "${debs[0]}" | grep -q '/usr/share/man/man1/vellum\.1'
+  else
+    man -w vellum >/dev/null
+  fi
+}
+if dpkg-deb --contents "${debs[0]}" | grep -q '/usr/share/man/man1/vellum\.1' ||
+   git -C "$root" ls-files | grep -q '\(^\|/\)vellum\.1'; then
+  check "man -w vellum finds the page" man_ok
+else
+  skip "the source tree has no man page vellum.1 yet"
+fi
+
+echo "package-check: $passed passed, $failed failed, $skipped skipped"
+((failed == 0))
