@@ -19,11 +19,11 @@ target=(libc6:arm64 libstdc++6:arm64 libcups2-dev:arm64 zlib1g-dev:arm64
         libgtest-dev:arm64 libtiff-dev:arm64)
 twins=(libcups2-dev zlib1g-dev libgtest-dev libtiff-dev)
 
-installed() { dpkg-query -W -f='${Status}' "$1" 2>/dev/null | grep -q 'install ok installed'; }
+installed() { dpkg-query -W -f='${Status}' "$1" 2>/dev/null | grep 'install ok installed' >/dev/null; }
 missing=()
 for p in "${host[@]}" "${target[@]}"; do installed "$p" || missing+=("$p"); done
 if ((${#missing[@]})); then
-  if ! dpkg --print-foreign-architectures | grep -qx arm64; then
+  if ! dpkg --print-foreign-architectures | grep -x arm64 >/dev/null; then
     $sudo dpkg --add-architecture arm64
   fi
   # Another apt run may hold the lock for a moment.

@@ -17,7 +17,7 @@ ctest --test-dir "$dir" --output-on-failure -j2 --timeout 600 -LE native-only
 
 # The program itself, once it is part of the build: the version and one
 # command against the stdout printer, which needs neither CUPS nor a printer.
-vellum=$(find "$dir" -type f -name vellum -perm -u+x -not -path '*/CMakeFiles/*' | head -n 1)
+vellum=$(find "$dir" -type f -name vellum -perm -u+x -not -path '*/CMakeFiles/*' -print -quit)
 if [ -z "$vellum" ]; then
   echo "cross-test: no vellum binary in $dir yet; only the unit suite ran"
   exit 0
