@@ -36,4 +36,18 @@ set(ENV{PKG_CONFIG_LIBDIR} /usr/lib/${VELLUM_CROSS_TRIPLET}/pkgconfig:/usr/share
 find_program(VELLUM_QEMU_AARCH64 NAMES qemu-aarch64 qemu-aarch64-static)
 if(VELLUM_QEMU_AARCH64)
   set(CMAKE_CROSSCOMPILING_EMULATOR ${VELLUM_QEMU_AARCH64} -L /usr/${VELLUM_CROSS_TRIPLET})
+  # A program that a test starts in turn (the vellum binary, say) is not run
+  # through qemu by ctest, and with no binfmt handler registered it fails with
+  # "Exec format error". ctest therefore exports the command line as
+  # VELLUM_EMULATOR, for such a test to put in front of the program's path;
+  # in a native build the variable is unset.
+  if(NOT CMAKE_PROJECT_NAME STREQUAL "CMAKE_TRY_COMPILE")
+    list(JOIN CMAKE_CROSSCOMPILING_EMULATOR " " vellum_emulator_line)
+    file(WRITE ${CMAKE_BINARY_DIR}/vellum_emulator.cmake
+         "set(ENV{VELLUM_EMULATOR} \"${vellum_emulator_line}\")\n")
+    get_property(vellum_test_includes DIRECTORY PROPERTY TEST_INCLUDE_FILES)
+    if(NOT ${CMAKE_BINARY_DIR}/vellum_emulator.cmake IN_LIST vellum_test_includes)
+      set_property(DIRECTORY APPEND PROPERTY TEST_INCLUDE_FILES ${CMAKE_BINARY_DIR}/vellum_emulator.cmake)
+    endif()
+  endif()
 endif()

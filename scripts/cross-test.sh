@@ -8,11 +8,6 @@ root=$(cd "$(dirname "$0")/.." && pwd)
 dir=${1:-$root/build-aarch64}
 bash "$root/scripts/cross-build.sh" "$dir"
 
-# ctest starts each test binary through qemu, but a program that a test
-# starts in turn (the vellum binary, say) would meet "Exec format error": no
-# binfmt handler is registered here. Such a test puts $VELLUM_EMULATOR in
-# front of the program's path; it is empty in a native build.
-export VELLUM_EMULATOR="qemu-aarch64 -L /usr/aarch64-linux-gnu"
 ctest --test-dir "$dir" --output-on-failure -j2 --timeout 600 -LE native-only
 
 # The program itself, once it is part of the build: the version and one
