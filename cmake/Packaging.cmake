@@ -33,14 +33,13 @@ elseif(CMAKE_SYSTEM_PROCESSOR MATCHES "^(x86_64|amd64|AMD64)$")
   set(CPACK_DEBIAN_PACKAGE_ARCHITECTURE amd64)
 endif()
 
-# dpkg-shlibdeps turns the binary's shared libraries into versioned
-# dependencies (libc6, libstdc++6, libcups2, zlib1g); without it the two
-# libraries the tool is built on are named by hand.
+# libcups2 and zlib1g are named outright: the tool is built on both, and
+# dpkg-shlibdeps lists only the libraries the linker kept as direct needs of
+# the binary, with their versions (libc6, libstdc++6, libcups2, ...).
+set(CPACK_DEBIAN_PACKAGE_DEPENDS "libcups2, zlib1g")
 find_program(VELLUM_DPKG_SHLIBDEPS dpkg-shlibdeps)
 if(VELLUM_DPKG_SHLIBDEPS)
   set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
-else()
-  set(CPACK_DEBIAN_PACKAGE_DEPENDS "libc6, libstdc++6, libcups2, zlib1g")
 endif()
 
 include(CPack)
