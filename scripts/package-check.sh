@@ -1,6 +1,8 @@
 #!/usr/bin/env bash
 # Installs this machine's vellum package from out/ (made by scripts/package.sh)
-# the way a user would, checks the installed tool, and removes it again.
+# the way a user would, checks the installed tool, and removes it again. Where
+# dpkg knows arm64 and qemu-user is there (scripts/cross-build.sh sets both
+# up), the arm64 package is installed and run the same way.
 set -euo pipefail
 root=$(cd "$(dirname "$0")/.." && pwd)
 arch=$(dpkg --print-architecture)
@@ -9,14 +11,31 @@ sudo=""; [ "$(id -u)" -ne 0 ] && sudo=sudo
 cd "$root/out"
 debs=(vellum_*_"$arch".deb)
 [ -e "${debs[0]}" ] || { echo "package-check: no vellum_*_$arch.deb in out/" >&2; exit 1; }
-if dpkg-query -W -f='${Status}' vellum 2>/dev/null | grep 'install ok installed' >/dev/null; then
+installed_vellum() { # the installed vellum packages, with their architecture
+  dpkg-query -W -f='${db:Status-Abbrev} ${binary:Package}\n' 2>/dev/null |
+    awk '$1 == "ii" && $2 ~ /^vellum(:|$)/ {print $2}'
+}
+remove_vellum() {
+  local installed
+  installed=$(installed_vellum)
+  [ -z "$installed" ] && return 0
+  # shellcheck disable=SC2086
+  DEBIAN_FRONTEND=noninteractive $sudo apt-get purge -y -o DPkg::Lock::Timeout=120 $installed >/dev/null
+}
+install_deb() {
+  DEBIAN_FRONTEND=noninteractive $sudo apt-get install -y --no-install-recommends \
+    -o DPkg::Lock::Timeout=120 "./$1" >/dev/null
+  echo "package-check: installed $1"
+  dpkg-query -W -f='${Depends}\n' "$(installed_vellum)"
+}
+if [ -n "$(installed_vellum)" ]; then
   # On a CI machine it can only be left over from a run that was killed; on
   # anyone else's it may be in use, and is not replaced.
   if [ "${CI:-}" != true ]; then
     echo "package-check: vellum is already installed; not touching it" >&2
     exit 1
   fi
-  DEBIAN_FRONTEND=noninteractive $sudo apt-get purge -y -o DPkg::Lock::Timeout=120 vellum >/dev/null
+  remove_vellum
 fi
 
 failed=0 passed=0 skipped=0
@@ -28,11 +47,8 @@ check() { # description, then the command that must succeed
 # package; once it is there, the package must carry it.
 skip() { skipped=$((skipped + 1)); echo "SKIPPED: $1" >&2; }
 
-DEBIAN_FRONTEND=noninteractive $sudo apt-get install -y --no-install-recommends \
-  -o DPkg::Lock::Timeout=120 "./${debs[0]}" >/dev/null
-trap 'DEBIAN_FRONTEND=noninteractive $sudo apt-get purge -y -o DPkg::Lock::Timeout=120 vellum >/dev/null' EXIT
-echo "package-check: installed ${debs[0]}"
-dpkg-query -W -f='${Depends}\n' vellum
+trap remove_vellum EXIT
+install_deb "${debs[0]}"
 
 files_ok() {
   local files
@@ -74,6 +90,26 @@ if grep '/usr/share/man/man1/vellum\.1' <<<"$contents" >/dev/null ||
   check "man -w vellum finds the page" man_ok
 else
   skip "the source tree has no man page vellum.1 yet"
+fi
+
+remove_vellum
+
+# The arm64 package on this machine's multiarch dpkg: its dependencies must
+# resolve to Debian's arm64 libraries, and the installed binary must run.
+arm64=(vellum_*_arm64.deb)
+if [ "$arch" != arm64 ] && [ -e "${arm64[0]}" ] && command -v qemu-aarch64 >/dev/null &&
+   dpkg --print-foreign-architectures | grep -x arm64 >/dev/null; then
+  install_deb "${arm64[0]}"
+  check "the arm64 package carries README and completion" files_ok
+  if [ -n "$built_binary" ]; then
+    arm64_version_ok() {
+      [ "$(qemu-aarch64 -L /usr/aarch64-linux-gnu /usr/bin/vellum --version 2>&1 >/dev/null)" = "7.03" ]
+    }
+    check "the arm64 vellum runs under qemu and writes 7.03" arm64_version_ok
+  fi
+  remove_vellum
+else
+  skip "no arm64 package, arm64 architecture or qemu-aarch64 here"
 fi
 
 echo "package-check: $passed passed, $failed failed, $skipped skipped"
