@@ -50,4 +50,7 @@ if(VELLUM_QEMU_AARCH64)
       set_property(DIRECTORY APPEND PROPERTY TEST_INCLUDE_FILES ${CMAKE_BINARY_DIR}/vellum_emulator.cmake)
     endif()
   endif()
+else()
+  message(WARNING "qemu-aarch64 not found: the tests cannot be listed or run "
+                  "(scripts/cross-build.sh installs qemu-user)")
 endif()
