@@ -31,11 +31,14 @@ set(ENV{PKG_CONFIG_LIBDIR} /usr/lib/${VELLUM_CROSS_TRIPLET}/pkgconfig:/usr/share
 
 # Target programs run through user-mode emulation: gtest_discover_tests lists
 # the tests at build time with it, and ctest runs every test target with it.
-# -L points the emulated loader at the cross libc and libstdc++; libraries it
-# does not find there (libcups, zlib) come from the multiarch directory.
+# The target's root is this machine's own: libc6:arm64 puts the aarch64
+# loader in /lib and the libraries in /usr/lib/aarch64-linux-gnu. (Pointing
+# -L at the cross toolchain's /usr/aarch64-linux-gnu instead runs simple
+# programs too, but there a forked child hangs in qemu 7.2 before it gets to
+# exec, which stalls every test that starts a process.)
 find_program(VELLUM_QEMU_AARCH64 NAMES qemu-aarch64 qemu-aarch64-static)
 if(VELLUM_QEMU_AARCH64)
-  set(CMAKE_CROSSCOMPILING_EMULATOR ${VELLUM_QEMU_AARCH64} -L /usr/${VELLUM_CROSS_TRIPLET})
+  set(CMAKE_CROSSCOMPILING_EMULATOR ${VELLUM_QEMU_AARCH64} -L /)
   # A program that a test starts in turn (the vellum binary, say) is not run
   # through qemu by ctest, and with no binfmt handler registered it fails with
   # "Exec format error". ctest therefore exports the command line as

@@ -17,7 +17,7 @@ if [ -z "$vellum" ]; then
   echo "cross-test: no vellum binary in $dir yet; only the unit suite ran"
   exit 0
 fi
-qemu=(qemu-aarch64 -L /usr/aarch64-linux-gnu)
+qemu=(qemu-aarch64 -L /)
 version=$("${qemu[@]}" "$vellum" --version 2>&1 >/dev/null)
 [ "$version" = "7.03" ] || { echo "cross-test: --version wrote '$version'" >&2; exit 1; }
 expected=$(printf '{T;21C30|}\nX')

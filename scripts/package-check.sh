@@ -103,7 +103,7 @@ if [ "$arch" != arm64 ] && [ -e "${arm64[0]}" ] && command -v qemu-aarch64 >/dev
   check "the arm64 package carries README and completion" files_ok
   if [ -n "$built_binary" ]; then
     arm64_version_ok() {
-      [ "$(qemu-aarch64 -L /usr/aarch64-linux-gnu /usr/bin/vellum --version 2>&1 >/dev/null)" = "7.03" ]
+      [ "$(qemu-aarch64 -L / /usr/bin/vellum --version 2>&1 >/dev/null)" = "7.03" ]
     }
     check "the arm64 vellum runs under qemu and writes 7.03" arm64_version_ok
   fi
