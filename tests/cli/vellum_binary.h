@@ -1,6 +1,8 @@
 // Runs the vellum binary of this build as a user would.
 #pragma once
 
+#include <cstdlib>
+#include <sstream>
 #include <string>
 #include <vector>
 
@@ -14,7 +16,14 @@ inline const Environment kNoCupsServer = {{"CUPS_SERVER", "/nonexistent/vellum-t
 inline ProcessResult RunVellum(const std::vector<std::string>& arguments,
                                const Environment& environment = kNoCupsServer,
                                const std::string& input = "") {
-  std::vector<std::string> argv = {VELLUM_BINARY};
+  // A cross build runs the binary under an emulator, whose command line it
+  // hands over in VELLUM_EMULATOR.
+  std::vector<std::string> argv;
+  if (const char* emulator = std::getenv("VELLUM_EMULATOR")) {
+    std::istringstream words(emulator);
+    for (std::string word; words >> word;) argv.push_back(word);
+  }
+  argv.push_back(VELLUM_BINARY);
   argv.insert(argv.end(), arguments.begin(), arguments.end());
   return RunProcess(argv, environment, input);
 }

@@ -358,8 +358,12 @@ TEST(BundledSamples, AreCurrentAndRender) {
   const auto source = FromEnvironment("VELLUM_SOURCE_DIR");
   const std::filesystem::path maker = VELLUM_MAKE_SAMPLES;
   vellum_test::TempDir dir;
-  ASSERT_EQ(
-      vellum_test::RunCommand("'" + maker.string() + "' '" + dir.path().string() + "'").status, 0);
+  // Under a cross build the program runs through the emulator ctest names.
+  const char* emulator = std::getenv("VELLUM_EMULATOR");
+  const std::string prefix = emulator != nullptr ? std::string(emulator) + " " : "";
+  ASSERT_EQ(vellum_test::RunCommand(prefix + "'" + maker.string() + "' '" + dir.path().string() + "'")
+                .status,
+            0);
   struct Case {
     const char* name;
     std::uint64_t width, height;
