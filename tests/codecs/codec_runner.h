@@ -1,8 +1,10 @@
 // Runs a codec from one byte vector into another, as the TIFF code does.
 #pragma once
 
+#include <exception>
 #include <istream>
 #include <ostream>
+#include <string>
 #include <vector>
 
 #include "graphics/codecs/codec.h"
@@ -10,19 +12,23 @@
 
 namespace VellumTest {
 
+// Decodes `input` and returns what the codec wrote. A failure is rethrown
+// unless `failure` is given: then its message lands there ("" when there is
+// none) and the bytes written before it are returned.
 inline std::vector<unsigned char> Decode(Ashgrove::IDecompressor& codec,
                                          const std::vector<unsigned char>& input,
-                                         std::vector<unsigned char>* partial = nullptr) {
+                                         std::string* failure = nullptr) {
   std::vector<unsigned char> out;
   Corvane::InputVectorStreamBuffer inBuffer(input);
   Corvane::OutputVectorStreamBuffer outBuffer(out);
   std::istream in(&inBuffer);
   std::ostream os(&outBuffer);
+  if (failure) failure->clear();
   try {
     codec.Decompress(in, os);
-  } catch (...) {
-    if (partial) *partial = out;
-    throw;
+  } catch (const std::exception& error) {
+    if (!failure) throw;
+    *failure = error.what();
   }
   return out;
 }
@@ -36,17 +42,6 @@ inline std::vector<unsigned char> Encode(Ashgrove::ICompressor& codec,
   std::ostream os(&outBuffer);
   codec.Compress(in, os);
   return out;
-}
-
-// Runs `body` and returns the message of the exception it throws ("" if none).
-template <typename Body>
-std::string MessageOf(Body body) {
-  try {
-    body();
-  } catch (const std::exception& error) {
-    return error.what();
-  }
-  return "";
 }
 
 }  // namespace VellumTest
