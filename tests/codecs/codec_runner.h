@@ -33,15 +33,4 @@ inline std::vector<unsigned char> Decode(Ashgrove::IDecompressor& codec,
   return out;
 }
 
-inline std::vector<unsigned char> Encode(Ashgrove::ICompressor& codec,
-                                         const std::vector<unsigned char>& input) {
-  std::vector<unsigned char> out;
-  Corvane::InputVectorStreamBuffer inBuffer(input);
-  Corvane::OutputVectorStreamBuffer outBuffer(out);
-  std::istream in(&inBuffer);
-  std::ostream os(&outBuffer);
-  codec.Compress(in, os);
-  return out;
-}
-
 }  // namespace VellumTest
