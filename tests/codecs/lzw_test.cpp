@@ -14,29 +14,16 @@ namespace {
 using Bytes = std::vector<unsigned char>;
 
 // Packs 9-bit codes, most significant bit first: enough for short streams.
-Bytes Codes(std::initializer_list<std::uint32_t> codes, std::uint32_t width = 9) {
+Bytes Codes(std::initializer_list<std::uint32_t> codes) {
   std::ostringstream out;
   Ashgrove::StreamBitWriter writer(out);
-  for (auto code : codes) writer.Write(code, width);
+  for (auto code : codes) writer.Write(code, 9);
   writer.Flush();
   const std::string s = out.str();
   return Bytes(s.begin(), s.end());
 }
 
 TEST(LZWDecoder, MalformedStreamsFailWithTheirMessage) {
-  // Clear, then 'A' for ever, each code as wide as the decoder expects: the
-  // table fills after 3838 additions.
-  std::ostringstream overflow;
-  Ashgrove::StreamBitWriter writer(overflow);
-  writer.Write(256, 9);
-  writer.Write('A', 9);
-  for (std::uint32_t i = 0, next = 258, width = 9; i < 3900; ++i) {
-    writer.Write('A', width);
-    if (next < 4096) ++next;
-    if (((next + 1) >> width) != 0 && width < 13) ++width;
-  }
-  writer.Flush();
-  const std::string full = overflow.str();
   Bytes afterEnd = Codes({256, 'A', 257});
   afterEnd.push_back(0x55);
   const struct {
@@ -54,7 +41,6 @@ TEST(LZWDecoder, MalformedStreamsFailWithTheirMessage) {
       {"code beyond the next free one", Codes({256, 'A', 300}), "", "LZW code is invalid"},
       {"no Clear before the first string", Codes({'A', 257}), "",
        "Internal inconsistency in LZW decompression"},
-      {"table overflow", Bytes(full.begin(), full.end()), "", "LZW table is full!"},
   };
   for (const auto& c : cases) {
     SCOPED_TRACE(c.name);
@@ -84,13 +70,7 @@ TEST(TIFFPrediction, UndoesDifferencingWithRowCarryOver) {
       {"16 bits add only the second byte", 1, 16, 1, {0x01, 0x02}, {0x02}, ""},
       {"16 bits, two samples", 1, 16, 2, {0xFF, 0x80, 0x00, 0x90}, {0x80, 0x10}, ""},
       {"ends inside a later pixel", 3, 8, 2, {1, 1, 1, 1}, {1, 1, 1, 2}, "Row data is incomplete"},
-      {"ends inside a row's first pixel",
-       3,
-       8,
-       2,
-       {1, 1, 1, 1, 1, 1, 1},
-       {1, 1, 1, 2, 2, 2, 3},
-       ""},
+      {"ends in a row's first pixel", 3, 8, 2, {1, 1, 1, 1, 1, 1, 1}, {1, 1, 1, 2, 2, 2, 3}, ""},
       {"five colors", 5, 8, 10, {}, {}, "Unsupported number of colors for TIFF prediction"},
       {"12 bits", 1, 12, 10, {}, {}, "Bits per component must be 8 or 16"},
       {"no columns", 1, 8, 0, {}, {}, "Unable to perform TIFF prediction with no column data"},
