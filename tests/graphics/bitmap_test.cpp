@@ -37,71 +37,49 @@ std::string Picture(const Bitmap& bitmap) {
 // message it fails with, having changed nothing.
 TEST(Bitmap, OperationsAndTheirFailures) {
   const std::string kStart = "#.#...#.##/##......../........#.";
-  struct Case {
-    std::function<void(Bitmap&)> operation;
-    std::string outcome;
-  };
-  const Case kCases[] = {
+  const std::pair<std::function<void(Bitmap&)>, std::string> kCases[] = {
       {[](Bitmap& b) { b.Invert(); }, ".#.###.#../..########/########.#"},
       {[](Bitmap& b) { b.Mask(FromPicture("##......../........../..........")); },
        "..#...#.##/##......../........#."},
-      {[](Bitmap& b) { b.Clear(); }, "........../........../.........."},
       // Odd height: the row below the middle is mirrored instead of the middle one.
       {[](Bitmap& b) { b.RotateBy180(); }, ".#......../##......../#.#...#.##"},
       {[](Bitmap& b) { b.XORRowIntoRow(0, 2, {0xFF}); }, "#.#...#.##/##......../.#.###.###"},
-      {[](Bitmap& b) { b.CopyRow(0, 1); }, "#.#...#.##/#.#...#.##/........#."},
-      {[](Bitmap& b) {
-         b.AppendRowWithXOR({0x01, 0x40});
-       },
-       "#.#...#.##/##......../........#./.......###"},
-      {[](Bitmap& b) {
-         b.SetRow(1, {0x00, 0x40, 0x99});
-       },
-       "#.#...#.##/.........#/........#."},
+      {[](Bitmap& b) { b.AppendRowWithXOR(Bytes(2, 0x40)); },
+       "#.#...#.##/##......../........#./.#......##"},
+      {[](Bitmap& b) { b.SetRow(1, Bytes(3, 0x40)); }, "#.#...#.##/.#.......#/........#."},
       {[](Bitmap& b) { b = Bitmap(b, 1, 0, 4, 2); }, ".#./#.."},
       {[](Bitmap& b) { b = Bitmap(b, 2, 0, 1, 1); }, "Invalid size"},
       {[](Bitmap& b) { b = Bitmap(b, 0, 0, 11, 1); }, "Index out of range"},
       {[](Bitmap& b) { (void)b.GetPixel(10, 0); }, "Index out of range"},
-      {[](Bitmap& b) { (void)b.GetRow(3); }, "Index out of range"},
       {[](Bitmap& b) { b.SetRow(0, Bytes(1)); }, "Row data not large enough"},
       {[](Bitmap& b) { b.AppendRow(Bytes(3)); }, "Row data is the wrong length"},
       {[](Bitmap& b) { b.XORRowIntoRow(3, 0, {}); }, "Invalid row"},
       {[](Bitmap& b) { b.Mask(Bitmap(10, 2)); },
        "Cannot mask image if the mask is a different size"},
   };
-  for (const auto& c : kCases) {
+  for (const auto& [operation, outcome] : kCases) {
     Bitmap bitmap = FromPicture(kStart);
     try {
-      c.operation(bitmap);
-      EXPECT_EQ(Picture(bitmap), c.outcome);
+      operation(bitmap);
+      EXPECT_EQ(Picture(bitmap), outcome);
     } catch (const BitmapException& e) {
-      EXPECT_EQ(e.what(), c.outcome);
+      EXPECT_EQ(e.what(), outcome);
       EXPECT_EQ(Picture(bitmap), kStart) << e.what();
     }
   }
   EXPECT_TRUE(FromPicture(kStart).IsColumnEmpty(3));
   EXPECT_FALSE(FromPicture(kStart).IsColumnEmpty(8));
-  EXPECT_TRUE(FromPicture("../..").IsRowEmpty(1));
+  EXPECT_TRUE(FromPicture("#./..").IsRowEmpty(1));
 }
 
 TEST(Image, GeometryAndRefusals) {
-  struct Case {
-    std::uint64_t bits, channels, width, bytesPerRow;
-  };
-  for (const Case& c :
-       {Case{1, 1, 10, 2}, Case{8, 3, 3, 9}, Case{16, 1, 5, 10}, Case{4, 1, 3, 2}}) {
-    const Image image(c.bits, c.channels, c.width, 3);
-    EXPECT_EQ(image.DataSize(), 3 * c.bytesPerRow) << c.bits << "x" << c.channels << "x" << c.width;
-  }
+  EXPECT_EQ(Image(1, 1, 10, 3).DataSize(), 6u);  // rows end on whole bytes only
+  EXPECT_EQ(Image(4, 1, 3, 1).BytesPerRow(), 2u);
+  EXPECT_EQ(Image(16, 3, 5, 1).BytesPerRow(), 30u);
   EXPECT_THROW(Image(8, 1, UINT64_MAX / 4, 16), ImageException);
-  try {
-    Image(1, 1, 2, 1).Invert();
-    ADD_FAILURE();
-  } catch (const ImageException& e) {
-    EXPECT_STREQ(e.what(), "Unable to invert images if the number of bits per sample is not 8");
-  }
+  EXPECT_THROW(Image(1, 1, 2, 1).Invert(), ImageException);  // only 8-bit samples invert
   std::ostringstream out;
-  EXPECT_THROW(Image(8, 1, 2, 2).Write(out, 1), ImageException);
+  EXPECT_THROW(Image(8, 1, 2, 2).Write(out, 1), ImageException);  // TIFF (0) is the only format
 }
 
 }  // namespace

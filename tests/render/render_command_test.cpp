@@ -29,26 +29,13 @@ Brindle::Bitmap Filled(std::uint64_t width, std::uint64_t height, unsigned char 
   return Brindle::Bitmap(Bytes((width + 7) / 8 * height, byte), width, height);
 }
 
-enum Form { kShort, kLong, kLongSizeZero };
-
-// A graphics command at "X,Y". The short form carries raw data as it stands
-// and TOPIX data with the 2-byte count our encoder writes; the long form puts
-// a 4-byte size and a spare byte first, which replace TOPIX's own count
-// unless the size is 0.
-std::string Graphic(const std::string& at, const Brindle::Bitmap& bitmap, int type,
-                    Form form = kShort) {
+// A graphics command at "X,Y" in the short form: raw data as it stands, TOPIX
+// data with the 2-byte count our encoder writes.
+std::string Graphic(const std::string& at, const Brindle::Bitmap& bitmap, int type) {
   std::ostringstream data;
   Brindle::WriteBitmap(bitmap, data, type == 3 ? Brindle::kTOPIXFormat : Brindle::kRawFormat);
-  std::string bytes = data.str();
-  if (form == kLong && type == 3) bytes.erase(0, 2);
-  if (form != kShort) {
-    const std::uint32_t size = form == kLong ? static_cast<std::uint32_t>(bytes.size()) : 0;
-    bytes = std::string{static_cast<char>(size >> 24), static_cast<char>(size >> 16),
-                        static_cast<char>(size >> 8), static_cast<char>(size), 'x'} +
-            bytes;
-  }
-  return (form == kShort ? "{SG;" : "{SG0;") + at + "," + std::to_string(bitmap.Width()) + "," +
-         std::to_string(bitmap.Height()) + "," + std::to_string(type) + "," + bytes + "|}\n";
+  return "{SG;" + at + "," + std::to_string(bitmap.Width()) + "," +
+         std::to_string(bitmap.Height()) + "," + std::to_string(type) + "," + data.str() + "|}\n";
 }
 
 long Inked(const Brindle::Bitmap& canvas) {
@@ -95,6 +82,7 @@ TEST_F(RenderTest, GraphicsLandInWholeBytes) {
   const Brindle::Bitmap dot = Filled(8, 1, 0x81);
   const Brindle::Bitmap ten(Bytes{0xC0, 0x40, 0x80, 0xC0}, 10, 2);
   const At kTen = {{0, 0xC0}, {1, 0x40}, {76, 0x80}, {77, 0xC0}};
+  const std::string lines = "\x80\x80\xC0\xC0\x40\x80\x80\xC0\x40\x80";  // `ten` in TOPIX
   struct Case {
     std::string job;
     At bytes;
@@ -115,9 +103,11 @@ TEST_F(RenderTest, GraphicsLandInWholeBytes) {
        6},
       {kLabel + Graphic("0,0", ten, 1), kTen, 4},
       {kLabel + Graphic("0,0", ten, 3), kTen, 4},
-      {kLabel + Graphic("0,0", ten, 1, kLong), kTen, 4},
-      {kLabel + Graphic("0,0", ten, 3, kLong), kTen, 4},
-      {kLabel + Graphic("0,0", ten, 3, kLongSizeZero), kTen, 4},
+      // The long form: a 4-byte size and a spare byte, then raw data or TOPIX
+      // lines; with size 0 the TOPIX data brings its own count.
+      {kLabel + "{SG0;0,0,10,2,1,\0\0\0\4x\xC0\x40\x80\xC0|}\n"s, kTen, 4},
+      {kLabel + "{SG0;0,0,10,2,3,\0\0\0\x0Ax"s + lines + "|}\n", kTen, 4},
+      {kLabel + "{SG0;0,0,10,2,3,\0\0\0\0x\0\x0A"s + lines + "|}\n", kTen, 4},
       {kLabel + "{SG;0,0,10,2,M5,1,\xC0\x40\x80\xC0|}\n", kTen, 4},
       // Only what lies between the label size and the end of the job counts.
       {"{C|}\n" + Graphic("0,0", dot, 1) + "{AX;+000,+000,+00|}\n" + kLabel +
@@ -164,10 +154,8 @@ TEST_F(RenderTest, ArgumentsAndJobsGiveACanvasOrAMessage) {
       {{}, kLabel + "{SG;0,0,8,1,3,\x00"s, "Unable to read TOPIX data size"},
       {{}, kLabel + "{SG;0,0,16,2,1,\xFF\xFF\xFF", "Unable to read expected amount of data"},
       {{}, kLabel + "{SG0;0,0,8,1,3,\x00\x00"s, "Unexpected end of file"},
-      // Declares almost 4 GiB, holds a few bytes: fails as the bytes run out.
-      {{},
-       kLabel + "{SG0;0,0,8,1,3,\xFF\xFF\xFF\xF0x|}\n",
-       "Unable to read expected amount of data"},
+      // Declares almost 4 GiB and holds nothing: fails as the bytes run out.
+      {{}, kLabel + "{SG0;0,0,8,1,3,\xFF\xFF\xFF\xF0x", "Unable to read expected amount of data"},
       {{}, kLabel + "{SG;0,0,8,1,1,\xFF}\n", "Graphics data does not match format"},
       {{}, kLabel + "{SG;0,0,8,1,M1,2A,\xFF|}\n", "Graphics format unsupported (2A)"},
       {{}, kLabel + "{SG;0,0,8,1,0A,|}\n", "Graphics format unsupported (0A)"},

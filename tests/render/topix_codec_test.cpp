@@ -26,23 +26,18 @@ Bitmap Decoded(const Bytes& block, std::uint64_t width) {
 }
 
 TEST(TOPIX, KnownEncodings) {
-  struct Case {
-    std::uint64_t width;
-    Bytes data;
-    Bytes block;
-  };
   Bytes far(512, 0);  // byte 65 is section 1, block 0, byte 1; byte 511 the very last
   far[65] = 0x01;
   far[511] = 0x02;
-  const Case kCases[] = {
-      {16, Bytes(6, 0), {0x00, 0x03, 0x00, 0x00, 0x00}},
-      {16, {0x12, 0x34, 0x12, 0x34}, {0x00, 0x06, 0x80, 0x80, 0xC0, 0x12, 0x34, 0x00}},
-      {16, {0x80, 0x00}, {0x00, 0x04, 0x80, 0x80, 0x80, 0x80}},
-      {4096, far, {0x00, 0x07, 0x41, 0x80, 0x40, 0x01, 0x01, 0x01, 0x02}},
+  const std::pair<Bitmap, Bytes> kCases[] = {
+      {Bitmap(16, 3), {0x00, 0x03, 0x00, 0x00, 0x00}},
+      {Bitmap({0x12, 0x34, 0x12, 0x34}, 16, 2), {0x00, 0x06, 0x80, 0x80, 0xC0, 0x12, 0x34, 0x00}},
+      {Bitmap({0x80, 0x00}, 16, 1), {0x00, 0x04, 0x80, 0x80, 0x80, 0x80}},
+      {Bitmap(far, 4096, 1), {0x00, 0x07, 0x41, 0x80, 0x40, 0x01, 0x01, 0x01, 0x02}},
   };
-  for (const auto& c : kCases) {
-    EXPECT_EQ(Encoded(Bitmap(c.data, c.width, c.data.size() / ((c.width + 7) / 8))), c.block);
-    EXPECT_EQ(Decoded(c.block, c.width).Data(), c.data) << c.width;
+  for (const auto& [bitmap, block] : kCases) {
+    EXPECT_EQ(Encoded(bitmap), block);
+    EXPECT_EQ(Decoded(block, bitmap.Width()).Data(), bitmap.Data());
   }
 }
 
@@ -81,13 +76,10 @@ TEST(TOPIX, Failures) {
   const Bytes full = Encoded(Bitmap(8, 65536));  // fits exactly; the count wraps to 0
   EXPECT_EQ(full.size(), 65538u);
   EXPECT_EQ(full[0] | full[1], 0);
-  // Lines cut short, and a byte or section outside a 2- or 64-byte row.
-  const std::pair<Bytes, std::uint64_t> kDamaged[] = {{{0x80}, 16},
-                                                      {{0x00, 0x80, 0x80}, 16},
-                                                      {{0x80, 0x80, 0x20, 0xFF}, 16},
-                                                      {{0x40, 0x80, 0x80, 0xFF}, 512}};
-  for (const auto& [lines, width] : kDamaged) {
-    EXPECT_THROW((void)BitmapFromData(lines, width, 1, kTOPIXFormat), std::out_of_range);
+  // Lines cut short, and a byte or a section outside a 2-byte row.
+  for (const Bytes& lines : {Bytes{0x80}, Bytes{0x00, 0x80, 0x80}, Bytes{0x80, 0x80, 0x20, 0xFF},
+                             Bytes{0x40, 0x80, 0x80, 0xFF}}) {
+    EXPECT_THROW((void)BitmapFromData(lines, 16, 1, kTOPIXFormat), std::out_of_range);
   }
 }
 
