@@ -96,7 +96,7 @@ TEST_F(RenderTest, GraphicsLandInWholeBytes) {
       {kLabel + Graphic("10D,20D", a5, 1), {{12 * 76 + 1, 0xA5}, {13 * 76 + 1, 0xA5}}, 2},
       // 24 dots wide at dot 592 keeps two bytes; from row 400 it keeps 6 rows.
       {kLabel + Graphic("740,500", Filled(24, 10, 0xFF), 3), {{405 * 76 + 75, 0xFF}}, 12},
-      {kLabel + Graphic("9999,0", Filled(8, 1, 0xFF), 1), {}, 0},
+      {kLabel + Graphic("9999,0", a5, 1), {}, 0},
       // White bytes overwrite what lies below.
       {kLabel + Graphic("0,0", Filled(16, 4, 0xFF), 1) + Graphic("0,0", Filled(8, 2, 0), 3),
        {{0, 0}, {76, 0}, {1, 0xFF}, {152, 0xFF}},
@@ -144,7 +144,6 @@ TEST_F(RenderTest, ArgumentsAndJobsGiveACanvasOrAMessage) {
       {{"-o", "/no/such/dir/a.tif"}, kLabel, "Unable to read from output file"},
       {{"-o", "/dev/full"}, kLabel, "Unable to write to output"},
       {{}, "x" + kLabel, "End of file reached before label size command found"},
-      {{}, kLabel + "{S", "Unexpected end of file"},
       {{}, kLabel + "{SG", "Unexpected end of input"},
       {{}, kLabel + "{SG:0,0,8,1,1,\xFF|}\n", "Syntax error"},
       {{}, kLabel + "{SG;1234567,0,8,1,1,\xFF|}\n", "Unexpected end of file"},
@@ -153,7 +152,6 @@ TEST_F(RenderTest, ArgumentsAndJobsGiveACanvasOrAMessage) {
       {{}, kLabel + "{SG;0,0,x,1,1,\xFF|}\n", "std::invalid_argument"},
       {{}, kLabel + "{SG;0,0,8,1,3,\x00"s, "Unable to read TOPIX data size"},
       {{}, kLabel + "{SG;0,0,16,2,1,\xFF\xFF\xFF", "Unable to read expected amount of data"},
-      {{}, kLabel + "{SG0;0,0,8,1,3,\x00\x00"s, "Unexpected end of file"},
       // Declares almost 4 GiB and holds nothing: fails as the bytes run out.
       {{}, kLabel + "{SG0;0,0,8,1,3,\xFF\xFF\xFF\xF0x", "Unable to read expected amount of data"},
       {{}, kLabel + "{SG;0,0,8,1,1,\xFF}\n", "Graphics data does not match format"},
