@@ -118,8 +118,9 @@ TEST_F(RenderTest, GraphicsLandInWholeBytes) {
   };
   for (const auto& c : kCases) {
     const Brindle::Bitmap canvas = Render(c.job);
-    for (const auto& [at, value] : c.bytes) EXPECT_EQ(canvas.Data().at(at), value) << c.job;
-    EXPECT_EQ(Inked(canvas), c.inked) << c.job;
+    SCOPED_TRACE("case " + std::to_string(&c - kCases));
+    for (const auto& [at, value] : c.bytes) EXPECT_EQ(canvas.Data().at(at), value);
+    EXPECT_EQ(Inked(canvas), c.inked);
   }
 }
 
