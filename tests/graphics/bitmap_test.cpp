@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <functional>
 #include <sstream>
 #include <string>
@@ -15,8 +16,7 @@ using Bytes = std::vector<unsigned char>;
 
 // Bitmaps as pictures: rows of '#' (dot) and '.' (no dot), separated by '/'.
 Bitmap FromPicture(const std::string& picture) {
-  const std::size_t width =
-      picture.find('/') == std::string::npos ? picture.size() : picture.find('/');
+  const std::size_t width = std::min(picture.find('/'), picture.size());
   Bitmap bitmap(width, (picture.size() + 1) / (width + 1));
   for (std::size_t i = 0; i < picture.size(); ++i) {
     if (picture[i] == '#') bitmap.SetPixel(i % (width + 1), i / (width + 1), true);
