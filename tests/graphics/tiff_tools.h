@@ -4,7 +4,6 @@
 
 #include <unistd.h>
 
-#include <cstdint>
 #include <cstdio>
 #include <filesystem>
 #include <fstream>
@@ -59,10 +58,9 @@ class TempDir {
 // tiffdump's view of the first directory: tag number -> the text of its values.
 inline std::map<int, std::string> TiffTags(const std::filesystem::path& file) {
   std::map<int, std::string> tags;
-  const CommandResult dump = RunCommand("tiffdump '" + file.string() + "'");
+  const std::string dump = RunCommand("tiffdump '" + file.string() + "'").output;
   static const std::regex kLine(R"(\((\d+)\) \w+ \(\d+\) \d+<([^>]*)>)");
-  for (std::sregex_iterator it(dump.output.begin(), dump.output.end(), kLine), end; it != end;
-       ++it) {
+  for (std::sregex_iterator it(dump.begin(), dump.end(), kLine), end; it != end; ++it) {
     tags.emplace(std::stoi((*it)[1]), (*it)[2]);
   }
   return tags;
@@ -72,18 +70,17 @@ inline std::map<int, std::string> TiffTags(const std::filesystem::path& file) {
 // one strip, and the strip is read where tiffdump says it is. Empty when
 // either tool refuses the file.
 inline std::vector<unsigned char> LibtiffPixels(const std::filesystem::path& file) {
-  const std::filesystem::path plain = file.string() + ".plain.tif";
-  const CommandResult copy =
-      RunCommand("tiffcp -c none -r 4000000000 '" + file.string() + "' '" + plain.string() + "'");
-  if (copy.status != 0) return {};
+  const std::string plain = file.string() + ".plain.tif";
+  const std::string copy = "tiffcp -c none -r 4000000000 '" + file.string() + "' '" + plain + "'";
+  if (RunCommand(copy).status != 0) return {};
   auto tags = TiffTags(plain);
-  if (!tags.count(273) || !tags.count(279)) return {};
   const std::vector<unsigned char> bytes = ReadFile(plain);
+  if (!tags.count(273) || !tags.count(279)) return {};
   const std::size_t offset = std::stoul(tags[273]);
-  const std::size_t count = std::stoul(tags[279]);
-  if (offset + count > bytes.size()) return {};
+  const std::size_t end = offset + std::stoul(tags[279]);
+  if (end > bytes.size()) return {};
   return {bytes.begin() + static_cast<std::ptrdiff_t>(offset),
-          bytes.begin() + static_cast<std::ptrdiff_t>(offset + count)};
+          bytes.begin() + static_cast<std::ptrdiff_t>(end)};
 }
 
 }  // namespace vellum_test
