@@ -2,7 +2,6 @@
 #pragma once
 
 #include <condition_variable>
-#include <cstdint>
 #include <mutex>
 #include <string>
 #include <string_view>
@@ -15,7 +14,8 @@ namespace Vellum::Testing {
 std::string StatusReply(std::string_view fields, std::string_view start = "\x01\x02");
 
 // Records every byte it receives, connection after connection, and answers
-// each status request {WS|} the way it was told to.
+// each status request {WS|} the way it was told to. Every client must have
+// closed its connection before the stand-in is destroyed.
 class PrinterStandIn {
  public:
   enum class Behaviour {
@@ -25,32 +25,26 @@ class PrinterStandIn {
     kCloseEarly,         // 4 bytes of the reply, then closes the connection
   };
 
-  // A status reply: status code 00 and count 1234.
-  static const std::string kDefaultReply;
-
+  // The default reply holds status code 00 and count 1234.
   explicit PrinterStandIn(Behaviour behaviour = Behaviour::kAnswer,
-                          std::string reply = kDefaultReply);
+                          std::string reply = StatusReply("0012340"));
   ~PrinterStandIn();
   PrinterStandIn(const PrinterStandIn&) = delete;
   PrinterStandIn& operator=(const PrinterStandIn&) = delete;
 
-  std::uint16_t Port() const { return port_; }
   // "127.0.0.1:<port>", as given to "vellum -n".
-  std::string NetworkName() const;
-
+  const std::string& NetworkName() const { return networkName_; }
   // Waits (up to 10 s) until the given number of connections has ended and
   // returns every byte received so far.
   std::string Received(int connections = 1);
 
  private:
-  void Serve();
   void ServeConnection(int connection);
 
   Behaviour behaviour_;
   std::string reply_;
   int listener_ = -1;
-  int stopPipe_[2] = {-1, -1};
-  std::uint16_t port_ = 0;
+  std::string networkName_;
   std::mutex mutex_;
   std::condition_variable ended_;
   std::string received_;

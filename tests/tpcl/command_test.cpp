@@ -1,11 +1,12 @@
+// The text of TPCL commands: the template formatter and the escapes users type.
 #include "tpcl/command.h"
 
 #include <gtest/gtest.h>
 
 #include <sstream>
-#include <stdexcept>
 
 #include "core/exception.h"
+#include "tpcl/escape.h"
 
 namespace Corvane::TPCLCommands {
 namespace {
@@ -14,125 +15,72 @@ std::shared_ptr<Argument> I(std::int32_t value) { return std::make_shared<Intege
 std::shared_ptr<Argument> U(std::uint32_t value) {
   return std::make_shared<UIntegerArgument>(value);
 }
-std::shared_ptr<Argument> L(std::uint64_t value) {
-  return std::make_shared<ULargeIntegerArgument>(value);
-}
-std::shared_ptr<Argument> S(std::uint8_t value) {
-  return std::make_shared<USmallIntegerArgument>(value);
-}
 std::shared_ptr<Argument> T(std::string value) {
   return std::make_shared<StringArgument>(std::move(value));
 }
 std::shared_ptr<Argument> B(std::string value) {
   return std::make_shared<BufferArgument>(std::vector<unsigned char>(value.begin(), value.end()));
 }
-std::shared_ptr<Argument> C(char value) { return std::make_shared<CharacterArgument>(value); }
-std::shared_ptr<Argument> NegativeZero() { return std::make_shared<NegativeZeroArgument>(); }
+std::shared_ptr<Argument> Minus0() { return std::make_shared<NegativeZeroArgument>(); }
 
-std::string Format(std::string_view commandTemplate, const ArgumentList& arguments) {
-  std::ostringstream output;
-  FormatTPCLCommand(output, commandTemplate, arguments);
-  return output.str();
-}
-
-TEST(FormatTPCLCommand, RendersEveryArgumentKind) {
-  struct Case {
+TEST(FormatTPCLCommand, FieldRules) {
+  const struct {
     const char* commandTemplate;
     ArgumentList arguments;
     std::string expected;
-  };
-  const Case cases[] = {
+  } cases[] = {
       {"T;abcde", {I(2), I(1), T("C"), I(3), I(0)}, "T;21C30"},
-      {"WS", {}, "WS"},
-      {"IS;a,bbbbb", {I(1), I(9100)}, "IS;1,09100"},
       {"AX;+bbb,+ddd,+ff", {I(15), I(-20), I(3)}, "AX;+015,-020,+03"},
-      // Worked examples of the field rules.
-      {"bbb", {I(5)}, "005"},
-      {"+bbb", {I(12)}, "+012"},
-      {"+ff", {I(-7)}, "-07"},
-      {"+ddd", {I(0)}, "+000"},
-      {"+bbb", {I(-1)}, "-001"},
-      {"+bbb", {NegativeZero()}, "-000"},
-      // Field width rules: "+ff" is three characters wide, like "-07".
-      {"+ff", {NegativeZero()}, "-00"},
-      {"a,+b,aa", {NegativeZero(), NegativeZero(), NegativeZero()}, "-,-0,-0"},
-      {"aaa$", {NegativeZero()}, "-00"},
-      {"aaa$", {I(255)}, "0FF"},
-      {"aaa$", {I(-1)}, "FFF"},
-      {"aaaa$", {U(0xABCD)}, "ABCD"},
-      {"a", {I(1)}, "1"},
+      {"+bbb,+ff,a", {Minus0(), Minus0(), Minus0()}, "-000,-00,-"},
       {"bbb", {I(-5)}, "0-5"},
       // A value wider than its field keeps its leading characters.
-      {"bbb", {I(12345)}, "123"},
-      {"+bbb", {I(-12345)}, "-123"},
-      {"aaa", {U(4294967295u)}, "429"},
-      {"aaaaaaaaaaaaaaaaaaaa", {L(18446744073709551615ull)}, "18446744073709551615"},
+      {"bbb,+bbb", {I(12345), I(-12345)}, "123,-123"},
+      {"aaa$,aaa$,aaaa$", {I(255), I(-1), U(0xABCD)}, "0FF,FFF,ABCD"},
       // "*": the lowest bytes, most significant first.
-      {"aaa*", {I(0x1234)}, std::string("\x00\x12\x34", 3)},
-      {"aa*", {U(0x1234)}, "\x12\x34"},
-      {"a*", {U(0x41)}, "A"},
-      {"aaaa*", {I(-2)}, "\xFF\xFF\xFF\xFE"},
-      {"aaaaaaaa*", {L(0x0102030405060708ull)}, "\x01\x02\x03\x04\x05\x06\x07\x08"},
-      // The small integer is written as the character of its code.
-      {"a", {S('A')}, "A"},
-      {"aaa", {S('A')}, "00A"},
-      {"aa$", {S('B')}, "0B"},
-      {"a*", {S('C')}, "C"},
+      {"aaa*aaaa*", {I(0x1234), I(-2)}, std::string("\x00\x12\x34\xFF\xFF\xFF\xFE", 7)},
       // Text and bytes: cut to the field, "/N" sets the maximum, "/0" none.
-      {"c", {T("D")}, "D"},
-      {"c", {T("Dx")}, "D"},
-      {"cccc", {T("ab")}, "ab"},
-      {"d/0", {T("a long text")}, "a long text"},
-      {"d/3", {T("abcdef")}, "abc"},
+      {"c,cccc,d/0,d/3", {T("Dx"), T("ab"), T("a long text"), T("abcdef")}, "D,ab,a long text,abc"},
       {"a;d/2;e", {B(std::string("\x00\x01", 2)), B("bytes"), B("")}, std::string("\x00;by;", 5)},
-      {"d/20", {B("bytes")}, "bytes"},
-      {"e/0", {B("whole")}, "whole"},
-      {"[a]", {C('Q')}, "[Q]"},
-      {"#a/5", {C('Q')}, "#Q"},
-      // Upper-case letters, digits and punctuation are literal.
-      {"XY;12,+", {}, "XY;12,+"},
   };
-  for (const Case& c : cases)
-    EXPECT_EQ(Format(c.commandTemplate, c.arguments), c.expected) << c.commandTemplate;
-}
-
-TEST(FormatTPCLCommand, WrongArgumentCountIsRefusedBeforeWriting) {
-  std::ostringstream output;
-  try {
-    FormatTPCLCommand(output, "T;abcde", {I(2), I(1), T("C"), I(3)});
-    FAIL() << "expected CommandException";
-  } catch (const CommandException& e) {
-    EXPECT_STREQ(e.what(), "Wrong number of arguments for command: T;abcde");
+  for (const auto& c : cases) {
+    std::ostringstream output;
+    FormatTPCLCommand(output, c.commandTemplate, c.arguments);
+    EXPECT_EQ(output.str(), c.expected) << c.commandTemplate;
   }
-  EXPECT_EQ(output.str(), "");
-  EXPECT_THROW(Format("WS", {I(1)}), CommandException);
+  EXPECT_EQ(FrameTPCLCommand("WS", {}), "{WS|}\n");
 }
 
-TEST(FormatTPCLCommand, NumericFieldsRejectMaximumLength) {
-  for (const auto& argument : {I(1), U(1), L(1), S(1)}) {
+TEST(FormatTPCLCommand, RefusesBeforeWriting) {
+  const std::pair<const char*, ArgumentList> cases[] = {
+      {"T;abcde", {I(2), I(1), T("C"), I(3)}}, {"WS", {I(1)}}, {"a/4", {I(1)}}};
+  for (const auto& [commandTemplate, arguments] : cases) {
+    std::ostringstream output;
+    EXPECT_THROW(FormatTPCLCommand(output, commandTemplate, arguments), CommandException);
+    EXPECT_EQ(output.str(), "") << commandTemplate;
+  }
+}
+
+TEST(Escapes, TypedTextToBytesAndBack) {
+  const std::pair<const char*, std::string> cases[] = {
+      {"\\x41\\x0d\\x4a", "A\rJ"},
+      {"\\xZ1 \\x4 end\\x", "\\xZ1 \\x4 end\\x"},
+      {"\\0\\\\x41\\\"", std::string("\0\\x41\"", 6)},
+      {"\\a\\b\\e\\f\\n\\r\\t\\v", "\a\b\x1B\f\n\r\t\v"},
+      {"{PC001;0100,0200|}\\n", "{PC001;0100,0200|}\n"},
+  };
+  for (const auto& [typed, bytes] : cases) EXPECT_EQ(Unescape(typed), bytes) << typed;
+  for (const char* typed : {"\\q", "ab\\zcd", "\\x4\\?", "\\X41"}) {
     try {
-      Format("a/4", {argument});
-      FAIL() << "expected CommandException";
-    } catch (const CommandException& e) {
-      EXPECT_STREQ(e.what(), "Unsupported format");
+      Unescape(typed);
+      ADD_FAILURE() << typed;
+    } catch (const UnknownEscapeException& e) {
+      EXPECT_EQ(std::string(e.what()), std::string(typed).substr(std::string(typed).rfind('\\'), 2));
     }
   }
-}
-
-TEST(FormatTPCLCommand, ByteFieldWiderThanTheValueIsAProgrammingError) {
-  EXPECT_THROW(Format("aaaaa*", {I(1)}), std::out_of_range);
-  EXPECT_THROW(Format("aa*", {S(1)}), std::out_of_range);
-}
-
-TEST(FormatTPCLCommand, AFailedStreamStopsTheWalk) {
-  std::ostringstream output;
-  output.setstate(std::ios::badbit);
-  EXPECT_NO_THROW(FormatTPCLCommand(output, "a;b", {I(1), std::shared_ptr<Argument>()}));
-}
-
-TEST(FrameTPCLCommand, WrapsTheBodyInBracesAndBar) {
-  EXPECT_EQ(FrameTPCLCommand("T;abcde", {I(2), I(1), T("C"), I(3), I(0)}), "{T;21C30|}\n");
-  EXPECT_EQ(FrameTPCLCommand("WS", {}), "{WS|}\n");
+  EXPECT_EQ(Escape("\x01\x1B\x80\xE9\\\""), "\x01\\e\\x80\\xe9\\\\\\\"");
+  std::string all;
+  for (int byte = 0; byte < 256; ++byte) all += static_cast<char>(byte);
+  EXPECT_EQ(Unescape(Escape(all + "\\x41\\q")), all + "\\x41\\q");
 }
 
 }  // namespace

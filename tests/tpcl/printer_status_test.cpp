@@ -1,112 +1,70 @@
 #include "tpcl/printer_status.h"
 
 #include <gtest/gtest.h>
-#include <sys/socket.h>
 #include <unistd.h>
 
-#include <stdexcept>
 #include <string>
 
 #include "core/exception.h"
-#include "support/printer_stand_in.h"
 
 namespace Corvane {
 namespace {
 
-std::span<const unsigned char> Bytes(const std::string& text) {
-  return {reinterpret_cast<const unsigned char*>(text.data()), text.size()};
-}
-
 // SOH STX, status "07", then 0 0 1 2 3, ETX EOT LF CR.
-const std::string kStart = "\x01\x02";
-const std::string kReply = ::Vellum::Testing::StatusReply("0700123");
+const std::string kReply =
+    "\x01\x02"
+    "0700123\x03\x04\x0A\x0D";
 
-TEST(TPCLPrinterStatus, ParsesTheReplyFields) {
-  struct Case {
-    std::string reply;
-    std::uint16_t statusCode;
-    std::uint16_t remainingCount;
-  };
-  const Case cases[] = {
-      {kStart + "001234" + std::string(5, '\0'), 0, 1234},
-      // The parse takes the count from bytes 4 to 7.
-      {kReply, 7, 12},
-      {kStart + "999999xxxxx", 99, 9999},
-      {kStart + " 5  42xxxxx", 5, 42},
-      {kStart + "3x7abcxxxxxextra", 3, 7},
-      {"", 0, 0},
-  };
-  for (const Case& c : cases) {
-    const TPCLPrinterStatus status = TPCLPrinterStatus::FromResponse(Bytes(c.reply));
-    EXPECT_EQ(status.StatusCode(), c.statusCode);
-    EXPECT_EQ(status.RemainingCount(), c.remainingCount);
+// "status/count", or the message of the refusal.
+template <typename Read>
+std::string Outcome(Read read) {
+  try {
+    const TPCLPrinterStatus status = read();
+    return std::to_string(status.StatusCode()) + "/" + std::to_string(status.RemainingCount());
+  } catch (const Exception& e) {
+    return e.what();
   }
 }
 
-TEST(TPCLPrinterStatus, RefusesShortOrForeignReplies) {
-  const std::pair<std::string, const char*> cases[] = {
+std::string Parse(const std::string& reply) {
+  return Outcome([&] {
+    return TPCLPrinterStatus::FromResponse(
+        {reinterpret_cast<const unsigned char*>(reply.data()), reply.size()});
+  });
+}
+
+TEST(TPCLPrinterStatus, ParsesTheReplyOfGetstatus) {
+  const std::pair<std::string, std::string> cases[] = {
+      // The count is taken from bytes 4 to 7, one earlier than the stream reader.
+      {kReply, "7/12"},
+      {"\x01\x02"
+       " 5  42xxxxxextra",
+       "5/42"},
+      {"", "0/0"},
       {kReply.substr(0, 12), "Response from printer is too small"},
-      {std::string("\x01", 1), "Response from printer is too small"},
-      {std::string("\x02\x01") + kReply.substr(2), "Unexpected response from printer"},
-      {std::string("\x01\x01") + kReply.substr(2), "Unexpected response from printer"},
+      {"\x02\x01" + kReply.substr(2), "Unexpected response from printer"},
   };
-  for (const auto& [reply, message] : cases) {
-    try {
-      TPCLPrinterStatus::FromResponse(Bytes(reply));
-      FAIL() << message;
-    } catch (const TPCLPrinterStatusException& e) {
-      EXPECT_STREQ(e.what(), message);
-    }
-  }
-}
-
-TEST(TPCLPrinterStatus, FieldWithoutDigitsIsAConversionError) {
-  EXPECT_THROW(TPCLPrinterStatus::FromResponse(Bytes(kStart + "AB1234xxxxx")),
+  for (const auto& [reply, parsed] : cases) EXPECT_EQ(Parse(reply), parsed) << reply;
+  EXPECT_THROW(Parse("\x01\x02"
+                     "AB1234xxxxx"),
                std::invalid_argument);
 }
 
-// Reads a status from one end of a socket pair after writing the bytes into
-// the other, which is closed afterwards when closePeer is set.
-TPCLPrinterStatus ReadFromStream(const std::string& bytes, bool closePeer = false) {
-  int ends[2];
-  if (socketpair(AF_UNIX, SOCK_STREAM, 0, ends) != 0) throw std::runtime_error("socketpair");
-  if (!bytes.empty() && write(ends[1], bytes.data(), bytes.size()) < 0)
-    throw std::runtime_error("write");
-  if (closePeer) close(ends[1]);
-  struct Closer {
-    int a, b;
-    ~Closer() {
-      close(a);
-      if (b >= 0) close(b);
-    }
-  } closer{ends[0], closePeer ? -1 : ends[1]};
-  return TPCLPrinterStatus::FromDescriptor(ends[0]);
-}
-
-TEST(TPCLPrinterStatusStream, ReadsAWaitingReply) {
-  const TPCLPrinterStatus status = ReadFromStream(kReply);
-  EXPECT_EQ(status.StatusCode(), 7);
-  // The stream reader skips one byte before the count.
-  EXPECT_EQ(status.RemainingCount(), 123);
-}
-
-TEST(TPCLPrinterStatusStream, ReportsMissingAndBrokenReplies) {
-  EXPECT_THROW(ReadFromStream(""), EmptyTPCLPrinterStatusException);
-  const std::string wrongStart = "\x02\x01" + kReply.substr(2);
-  const std::string wrongEnd = kReply.substr(0, 12) + "\x0A";
-  for (const std::string& reply : {wrongStart, wrongEnd}) {
-    try {
-      ReadFromStream(reply);
-      FAIL();
-    } catch (const InvalidTPCLPrinterStatusException& e) {
-      EXPECT_STREQ(e.what(), "The response from the printer was invalid");
-    }
-  }
-  try {
-    ReadFromStream(kReply.substr(0, 6), true);
-    FAIL();
-  } catch (const TPCLPrinterStatusException& e) {
-    EXPECT_STREQ(e.what(), "Unable to read the requested number of bytes from the printer");
+TEST(TPCLPrinterStatus, ReadsAWaitingReplyFromADescriptor) {
+  const std::pair<std::string, std::string> cases[] = {
+      {kReply, "7/123"},
+      {"", "There was no printer status to read"},
+      {"\x02\x01" + kReply.substr(2), "The response from the printer was invalid"},
+      {kReply.substr(0, 12) + "\n", "The response from the printer was invalid"},
+      {kReply.substr(0, 6), "Unable to read the requested number of bytes from the printer"},
+  };
+  for (const auto& [reply, read] : cases) {
+    int ends[2];
+    ASSERT_EQ(pipe(ends), 0);
+    ASSERT_EQ(write(ends[1], reply.data(), reply.size()), static_cast<ssize_t>(reply.size()));
+    EXPECT_EQ(Outcome([&] { return TPCLPrinterStatus::FromDescriptor(ends[0]); }), read);
+    close(ends[0]);
+    close(ends[1]);
   }
 }
 
