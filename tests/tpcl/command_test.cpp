@@ -74,7 +74,8 @@ TEST(Escapes, TypedTextToBytesAndBack) {
       Unescape(typed);
       ADD_FAILURE() << typed;
     } catch (const UnknownEscapeException& e) {
-      EXPECT_EQ(std::string(e.what()), std::string(typed).substr(std::string(typed).rfind('\\'), 2));
+      EXPECT_EQ(std::string(e.what()),
+                std::string(typed).substr(std::string(typed).rfind('\\'), 2));
     }
   }
   EXPECT_EQ(Escape("\x01\x1B\x80\xE9\\\""), "\x01\\e\\x80\\xe9\\\\\\\"");
