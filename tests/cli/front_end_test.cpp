@@ -29,6 +29,11 @@ void Check(const std::vector<std::string>& arguments, const std::string& out,
   EXPECT_EQ(result.status, status) << invocation;
 }
 
+std::vector<std::string> OnStdout(std::vector<std::string> command) {
+  command.insert(command.begin(), {"-p", "-"});
+  return command;
+}
+
 // With no CUPS server at all, so that only the switches choose a printer.
 TEST(FrontEnd, SwitchesAndUsage) {
   const struct Case {
@@ -60,59 +65,48 @@ TEST(FrontEnd, SwitchesAndUsage) {
   for (const Case& c : cases) Check(c.arguments, c.out, c.err, c.status);
 }
 
-// Each command's bytes on standard output through the printer "-", or the
-// message of a refusal that comes before a byte is sent.
+// Each command's bytes on standard output through the printer "-", and the
+// refusals that come before a byte is sent.
 TEST(FrontEnd, CommandsOnStandardOutput) {
-  const struct {
-    std::vector<std::string> command;
-    std::string sent, refusal;
-  } cases[] = {
-      {{"feedlabel"}, "{T;00C30|}\n", ""},
-      {{"feedlabel", "cut", "transmissive"}, "{T;21C30|}\n", ""},
-      {{"feedlabel", "transmissive", "withribbon", "reflective"}, "{T;10C31|}\n", ""},
-      {{"tpcl", "{PC000;0100|}\\n\\x1b"}, "{PC000;0100|}\n\x1B", ""},
-      {{"rawtpcl", "{WS|}\\n"}, "{WS|}\\n", ""},
-      {{"rawtpcl"}, "", ""},
-      {{"setfineadjustments", "1.5", "-2", "0.3"}, "{AX;+015,-020,+03|}\n", ""},
-      {{"setfineadjustments", "00050", "-0.5", "-9.9"}, "{AX;+500,-005,-99|}\n", ""},
-      {{"setport", "123456"}, "{IS;1,12345|}\n", ""},
+  const std::pair<std::vector<std::string>, std::string> sent[] = {
+      {{"feedlabel"}, "{T;00C30|}\n"},
+      {{"feedlabel", "cut", "transmissive"}, "{T;21C30|}\n"},
+      {{"feedlabel", "transmissive", "withribbon", "reflective"}, "{T;10C31|}\n"},
+      {{"tpcl", "{PC000;0100|}\\n\\x1b"}, "{PC000;0100|}\n\x1B"},
+      {{"rawtpcl", "{WS|}\\n"}, "{WS|}\\n"},
+      {{"rawtpcl"}, ""},
+      {{"setfineadjustments", "1.5", "-2", "0.3"}, "{AX;+015,-020,+03|}\n"},
+      {{"setfineadjustments", "00050", "-0.5", "-9.9"}, "{AX;+500,-005,-99|}\n"},
+      {{"setport", "123456"}, "{IS;1,12345|}\n"},
       {{"setipv4", "192.168.10.5/24", "192.168.10.1", "9100"},
        "{IP;2,192,168,010,005|}\n{IP;3,255,255,255,000|}\n{IP;4,192,168,010,001|}\n"
-       "{IS;1,09100|}\n",
-       ""},
+       "{IS;1,09100|}\n"},
       {{"setipv4", "172.16.0.1/20", "172.16.0.254"},
-       "{IP;2,172,016,000,001|}\n{IP;3,255,255,240,000|}\n{IP;4,172,016,000,254|}\n",
-       ""},
-      {{"testlabel"}, "", "Test labels not implemented yet"},
-      {{"feedlabel", "sideways"}, "", "Invalid value for argument \"option\": sideways"},
-      {{"getstatus", "now"}, "", "Unexpected number of arguments given (1). Expected 0 arguments"},
+       "{IP;2,172,016,000,001|}\n{IP;3,255,255,240,000|}\n{IP;4,172,016,000,254|}\n"},
+  };
+  const std::pair<std::vector<std::string>, std::string> refused[] = {
+      {{"testlabel"}, "Test labels not implemented yet"},
+      {{"feedlabel", "sideways"}, "Invalid value for argument \"option\": sideways"},
+      {{"getstatus", "now"}, "Unexpected number of arguments given (1). Expected 0 arguments"},
       {{"rawtpcl", "a", "b"},
-       "",
        "Unexpected number of arguments given (2). Expected 0 arguments (with 1 optional "
        "arguments)"},
-      {{"tpcl", "{WS|}\\q"}, "", "\\q"},
+      {{"tpcl", "{WS|}\\q"}, "\\q"},
       // Every value is parsed before any is range-checked.
       {{"setfineadjustments", "99", "0", "1.25"},
-       "",
        "Invalid value for argument \"backfeed\": Invalid fixed point number format"},
       {{"setfineadjustments", "0", "-51", "0"},
-       "",
        "Argument \"cutstrip\" out of range (-51.000000). Min = -50.000000, max = 50.000000"},
       {{"setfineadjustments", "0", "0", "10"},
-       "",
        "Argument \"backfeed\" out of range (10.000000). Min = -9.900000, max = 9.900000"},
-      {{"setipv4", "192.168.10.5", "192.168.10.1"}, "", kIP},
-      {{"setipv4", "192.168.10.256/24", "192.168.10.1"}, "", kIP},
+      {{"setipv4", "192.168.10.5", "192.168.10.1"}, kIP},
+      {{"setipv4", "192.168.10.256/24", "192.168.10.1"}, kIP},
       {{"setipv4", "192.168.10.5/24", "gateway"},
-       "",
        "Invalid value for argument \"gw\": Invalid IP address format"},
   };
-  for (const auto& c : cases) {
-    std::vector<std::string> arguments = {"-p", "-"};
-    arguments.insert(arguments.end(), c.command.begin(), c.command.end());
-    if (c.refusal.empty()) Check(arguments, c.sent, kStdout, 0);
-    if (!c.refusal.empty()) Check(arguments, "", kStdout + Unexpected(c.refusal), 1);
-  }
+  for (const auto& [command, bytes] : sent) Check(OnStdout(command), bytes, kStdout, 0);
+  for (const auto& [command, message] : refused)
+    Check(OnStdout(command), "", kStdout + Unexpected(message), 1);
   Check({"-p", "-", "rawtpcl"}, "{C|}\n{WS|}\n", kStdout, 0, "{C|}\n{WS|}\n");
   // The standard conversion error is not one of the tool's exceptions and is
   // deliberately not caught.
@@ -150,8 +144,8 @@ TEST(FrontEnd, CharacterDevices) {
 }
 
 // The printer stand-in on loopback: replies split, foreign, cut short or
-// missing (the one slow case: silence costs the whole 5 s budget), and a long
-// job copied whole from standard input.
+// missing (the one slow case: silence costs the whole 5 s budget), a long job
+// copied whole from standard input, and no printer at all.
 TEST(FrontEnd, NetworkPrinter) {
   using B = PrinterStandIn::Behaviour;
   const std::string reply = StatusReply("0600990"), foreign = StatusReply("0600990", "\x02\x01");
@@ -176,14 +170,8 @@ TEST(FrontEnd, NetworkPrinter) {
           fails ? err + Unexpected(c.failure) : err, fails ? 1 : 0, input);
     EXPECT_TRUE(printer.Received() == (input.empty() ? "{WS|}\n" : job)) << c.command;
   }
-}
-
-TEST(FrontEnd, UnreachablePrinters) {
-  std::string closed;
-  {
-    PrinterStandIn gone;
-    closed = gone.NetworkName();
-  }
+  // A port nobody listens on any more.
+  const std::string closed = PrinterStandIn().NetworkName();
   Check({"-n", closed, "feedlabel"}, "",
         "Printer: " + closed + "\n" + Unexpected("Unable to connect"), 1);
 }

@@ -46,8 +46,9 @@ class PPDInsertion : public testing::Test {
 };
 
 TEST_F(PPDInsertion, RewritesMatchingLinesOnlyOrRefusesInOrder) {
-  const std::string line = "*TECPreJobInsertion String: \"";
+  const std::string line = "*TECPreJobInsertion String: \"", old = line + "a\"\n";
   const std::string fits(254 - line.size() - 1, 'A');
+  const std::string tooLong = "Insertion is too long (length is 255, maximum length is 255).";
   const struct {
     std::string before, type, value, printed, after;
   } cases[] = {
@@ -58,21 +59,18 @@ TEST_F(PPDInsertion, RewritesMatchingLinesOnlyOrRefusesInOrder) {
        "string", "new", "new",
        "*PPD-Adobe: \"4.3\"\n*TECPreJobInsertion String: \"new\"\n *TECPreJobInsertion String: "
        "\"y\"\n*TECPostJobInsertion String: \"p\"\n*TECPreJobInsertion String: \"new\"\n"},
-      {line + "a\"\n", "file", "/etc/a.tpcl", "/etc/a.tpcl",
-       "*TECPreJobInsertion File: \"/etc/a.tpcl\"\n"},
+      {old, "file", "/etc/a.tpcl", "/etc/a.tpcl", "*TECPreJobInsertion File: \"/etc/a.tpcl\"\n"},
       // Escapes are stored in their canonical form: ESC as \e, high bytes in
       // lower-case hex, other control bytes raw.
-      {line + "a\"\n", "string", "\\x1b\\xE9\\x01\\x4\\\"", "\\e\\xe9\x01\\\\x4\\\"",
+      {old, "string", "\\x1b\\xE9\\x01\\x4\\\"", "\\e\\xe9\x01\\\\x4\\\"",
        line + "\\e\\xe9\x01\\\\x4\\\"\"\n"},
-      {line + "a\"\n", "string", fits, fits, line + fits + "\"\n"},
+      {old, "string", fits, fits, line + fits + "\"\n"},
       // The longest line is 254 bytes, an escape counted in its escaped form.
-      {line + "a\"\n", "string", fits + "A",
-       "Insertion is too long (length is 255, maximum length is 255).", ""},
-      {line + "a\"\n", "string", fits.substr(1) + "\\e",
-       "Insertion is too long (length is 255, maximum length is 255).", ""},
+      {old, "string", fits + "A", tooLong, ""},
+      {old, "string", fits.substr(1) + "\\e", tooLong, ""},
       // The type first, then the escapes, then the length.
-      {line + "a\"\n", "String", "\\q", "Type must be \"file\" or \"string\"", ""},
-      {line + "a\"\n", "string", std::string(300, 'A') + "\\q", "\\q", ""},
+      {old, "String", "\\q", "Type must be \"file\" or \"string\"", ""},
+      {old, "string", std::string(300, 'A') + "\\q", "\\q", ""},
       {"*TECPreJobInsertion: \"x\"\n", "string", "x", kNotSet, ""},
       {"*TECPreJobInsertionString: \"x\"\n", "string", "x", kNotSet, ""},
       {"*TECPreJobInsertion Text: \"x\"\n", "string", "x", kNotSet, ""},
