@@ -147,22 +147,23 @@ TEST(FrontEnd, CharacterDevices) {
 // missing (the one slow case: silence costs the whole 5 s budget), a long job
 // copied whole from standard input, and no printer at all.
 TEST(FrontEnd, NetworkPrinter) {
-  using B = PrinterStandIn::Behaviour;
   const std::string reply = StatusReply("0600990"), foreign = StatusReply("0600990", "\x02\x01");
+  const std::string status = "Status code: 6\nRemaining count: 99\n";
   const struct {
-    B behaviour;
-    std::string reply, command, out, failure;
+    std::vector<std::string> pieces;
+    bool hangUp;
+    std::string command, out, failure;
   } cases[] = {
-      {B::kAnswerInTwoPieces, reply, "getstatus", "Status code: 6\nRemaining count: 99\n", ""},
-      {B::kAnswer, foreign, "getstatus", "", "Unexpected response from printer"},
-      {B::kCloseEarly, reply, "getstatus", "", "Unable to read any data from printer"},
-      {B::kSilent, reply, "getstatus", "", "Timed out waiting for data from printer"},
-      {B::kAnswer, reply, "rawtpcl", "", ""},
+      {{reply.substr(0, 6), reply.substr(6)}, false, "getstatus", status, ""},
+      {{foreign}, false, "getstatus", "", "Unexpected response from printer"},
+      {{reply.substr(0, 4)}, true, "getstatus", "", "Unable to read any data from printer"},
+      {{}, false, "getstatus", "", "Timed out waiting for data from printer"},
+      {{reply}, false, "rawtpcl", "", ""},
   };
   std::string job;
   for (int i = 0; job.size() < 100000; ++i) job += "{PC" + std::to_string(i) + ";0100,0200|}\n";
   for (const auto& c : cases) {
-    PrinterStandIn printer(c.behaviour, c.reply);
+    PrinterStandIn printer(c.pieces, c.hangUp);
     const std::string err = "Printer: " + printer.NetworkName() + "\n";
     const bool fails = !c.failure.empty();
     const std::string input = c.command == "rawtpcl" ? job : "";

@@ -3,8 +3,6 @@
 #include <gtest/gtest.h>
 
 #include <filesystem>
-#include <fstream>
-#include <sstream>
 
 #include "cli/vellum_binary.h"
 
@@ -12,13 +10,6 @@ namespace Vellum::Testing {
 namespace {
 
 namespace fs = std::filesystem;
-
-std::string ReadFile(const fs::path& path) {
-  std::ifstream input(path, std::ios::binary);
-  std::stringstream text;
-  text << input.rdbuf();
-  return text.str();
-}
 
 TEST(RenderBinary, FileAndStandardStreamsGiveTheSameTIFF) {
   const fs::path sample = fs::path(VELLUM_SOURCE_DIR) / "samples/small_label.prn";

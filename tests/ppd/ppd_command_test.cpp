@@ -4,9 +4,7 @@
 #include <unistd.h>
 
 #include <filesystem>
-#include <fstream>
 #include <functional>
-#include <sstream>
 
 #include "cli/vellum_binary.h"
 #include "support/cups_server.h"
@@ -15,13 +13,6 @@ namespace Vellum::Testing {
 namespace {
 
 namespace fs = std::filesystem;
-
-std::string ReadFile(const fs::path& path) {
-  std::ifstream input(path, std::ios::binary);
-  std::stringstream text;
-  text << input.rdbuf();
-  return text.str();
-}
 
 TEST(InsertionCommands, RewriteTheQueuesPPD) {
   if (geteuid() != 0) GTEST_SKIP() << "writing /etc/cups/ppd/ needs root";

@@ -28,8 +28,8 @@ std::string StatusReply(std::string_view fields, std::string_view start) {
   return std::string(start) + std::string(fields) + "\x03\x04\x0A\x0D";
 }
 
-PrinterStandIn::PrinterStandIn(Behaviour behaviour, std::string reply)
-    : behaviour_(behaviour), reply_(std::move(reply)) {
+PrinterStandIn::PrinterStandIn(std::vector<std::string> pieces, bool hangUp)
+    : pieces_(std::move(pieces)), hangUp_(hangUp) {
   listener_ = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
   sockaddr_in address{};
   address.sin_family = AF_INET;
@@ -61,7 +61,6 @@ std::string PrinterStandIn::Received() {
 }
 
 void PrinterStandIn::Serve(int connection) {
-  const std::string_view reply = reply_;
   std::size_t answered = 0;
   char buffer[4096];
   for (ssize_t count; (count = recv(connection, buffer, sizeof buffer, 0)) > 0;) {
@@ -70,15 +69,12 @@ void PrinterStandIn::Serve(int connection) {
     std::size_t at = received_.find(kStatusRequest, answered);
     for (; at != std::string::npos; at = received_.find(kStatusRequest, answered)) {
       answered = at + kStatusRequest.size();
-      if (behaviour_ == Behaviour::kAnswer) WriteAll(connection, reply);
-      if (behaviour_ == Behaviour::kAnswerInTwoPieces) {
-        WriteAll(connection, reply.substr(0, 6));
-        std::this_thread::sleep_for(std::chrono::milliseconds(300));
-        WriteAll(connection, reply.substr(6));
+      for (std::size_t i = 0; i < pieces_.size(); ++i) {
+        if (i > 0) std::this_thread::sleep_for(std::chrono::milliseconds(300));
+        WriteAll(connection, pieces_[i]);
       }
-      if (behaviour_ == Behaviour::kCloseEarly) WriteAll(connection, reply.substr(0, 4));
     }
-    if (behaviour_ == Behaviour::kCloseEarly && answered > 0) break;
+    if (hangUp_ && answered > 0) break;
   }
   close(connection);
 }

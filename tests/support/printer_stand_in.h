@@ -4,6 +4,7 @@
 #include <string>
 #include <string_view>
 #include <thread>
+#include <vector>
 
 namespace Vellum::Testing {
 
@@ -12,20 +13,14 @@ namespace Vellum::Testing {
 std::string StatusReply(std::string_view fields, std::string_view start = "\x01\x02");
 
 // Serves one connection: records every byte it receives and answers each
-// status request {WS|} the way it was told to. A client must have closed the
+// status request {WS|} with the pieces of its reply, 300 ms apart (none: a
+// silent printer), then hangs up if told to. A client must have closed the
 // connection before Received() or the destructor can return.
 class PrinterStandIn {
  public:
-  enum class Behaviour {
-    kAnswer,             // the whole reply at once
-    kAnswerInTwoPieces,  // 6 bytes, a pause of 300 ms, the rest
-    kSilent,             // never answers
-    kCloseEarly,         // 4 bytes of the reply, then closes the connection
-  };
-
   // The default reply holds status code 00 and count 1234.
-  explicit PrinterStandIn(Behaviour behaviour = Behaviour::kAnswer,
-                          std::string reply = StatusReply("0012340"));
+  explicit PrinterStandIn(std::vector<std::string> pieces = {StatusReply("0012340")},
+                          bool hangUp = false);
   ~PrinterStandIn();
   PrinterStandIn(const PrinterStandIn&) = delete;
   PrinterStandIn& operator=(const PrinterStandIn&) = delete;
@@ -39,8 +34,8 @@ class PrinterStandIn {
  private:
   void Serve(int connection);
 
-  Behaviour behaviour_;
-  std::string reply_;
+  std::vector<std::string> pieces_;
+  bool hangUp_;
   int listener_ = -1;
   std::string networkName_;
   std::string received_;
