@@ -26,19 +26,20 @@ CupsServer::CupsServer() {
     std::ofstream(d + "/bin/backend/" + backend) << "#!/bin/sh\nexit 0\n";
     std::filesystem::permissions(d + "/bin/backend/" + backend, std::filesystem::perms(0755));
   }
-  std::ofstream(d + "/cups-files.conf")
-      << "ServerRoot " << d << "\nStateDir " << d << "/state\nCacheDir " << d
-      << "/cache\nServerBin " << d << "/bin\nRequestRoot " << d << "/spool\nTempDir " << d
-      << "/tmp\nAccessLog " << d << "/log/access_log\nErrorLog " << d << "/log/error_log\nPageLog "
-      << d << "/log/page_log\nPrintcap\nSystemGroup root\n";
-  std::ofstream(d + "/cupsd.conf") << "Listen " << d
-                                   << "/sock\nBrowsing Off\nWebInterface No\n<Policy default>\n"
-                                      "<Limit All>\nOrder Allow,Deny\n</Limit>\n</Policy>\n";
+  // Made before the fork: the child only calls exec.
+  const std::string conf = d + "/cupsd.conf", files = d + "/cups-files.conf";
+  std::ofstream(files) << "ServerRoot " << d << "\nStateDir " << d << "/state\nCacheDir " << d
+                       << "/cache\nServerBin " << d << "/bin\nRequestRoot " << d
+                       << "/spool\nTempDir " << d << "/tmp\nAccessLog " << d
+                       << "/log/access_log\nErrorLog " << d << "/log/error_log\nPageLog " << d
+                       << "/log/page_log\nPrintcap\nSystemGroup root\n";
+  std::ofstream(conf) << "Listen " << d
+                      << "/sock\nBrowsing Off\nWebInterface No\n<Policy default>\n"
+                         "<Limit All>\nOrder Allow,Deny\n</Limit>\n</Policy>\n";
   pid_ = fork();
   if (pid_ < 0) throw std::runtime_error("cannot fork cupsd");
   if (pid_ == 0) {
-    execl("/usr/sbin/cupsd", "cupsd", "-f", "-c", (d + "/cupsd.conf").c_str(), "-s",
-          (d + "/cups-files.conf").c_str(), nullptr);
+    execl("/usr/sbin/cupsd", "cupsd", "-f", "-c", conf.c_str(), "-s", files.c_str(), nullptr);
     _exit(127);
   }
   const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(10);
