@@ -88,8 +88,8 @@ TEST_F(PPDInsertion, RewritesMatchingLinesOnlyOrRefusesInOrder) {
 TEST_F(PPDInsertion, RewriteKeepsPermissionsOwnershipAndInode) {
   Set("*TECPreJobInsertion String: \"old\"\n", "string", "");
   ASSERT_EQ(chmod(path_.c_str(), 0640), 0);
-  struct stat before {
-  }, after{};
+  struct stat before {};
+  struct stat after {};
   ASSERT_EQ(stat(path_.c_str(), &before), 0);
   SetInsertion(directory_, "Queue", "PreJob", "string", "new");
   ASSERT_EQ(stat(path_.c_str(), &after), 0);
