@@ -48,16 +48,6 @@ TEST(FormatTPCLCommand, FieldRules) {
   }
 }
 
-TEST(FormatTPCLCommand, RefusesBeforeWriting) {
-  const std::pair<const char*, ArgumentList> cases[] = {
-      {"T;abcde", {I(2), I(1), T("C"), I(3)}}, {"WS", {I(1)}}, {"a/4", {I(1)}}};
-  for (const auto& [commandTemplate, arguments] : cases) {
-    std::ostringstream output;
-    EXPECT_THROW(FormatTPCLCommand(output, commandTemplate, arguments), CommandException);
-    EXPECT_EQ(output.str(), "") << commandTemplate;
-  }
-}
-
 TEST(Escapes, TypedTextToBytesAndBack) {
   const std::pair<const char*, std::string> cases[] = {
       {"\\x41\\x0d\\x4a", "A\rJ"},
