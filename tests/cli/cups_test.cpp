@@ -9,87 +9,51 @@
 namespace Vellum::Testing {
 namespace {
 
-const std::string kUnsupported =
-    "Unsupported printer connection type, only \"socket\" printers accepted";
-
-class CupsQueues : public testing::Test {
- protected:
-  ProcessResult Run(const std::vector<std::string>& arguments) {
-    return RunVellum(arguments, cups_.ClientEnvironment());
-  }
-
-  PrinterStandIn printer_;
-  CupsServer cups_;
-};
-
-TEST_F(CupsQueues, FirstQueueIsTheFirstInCupsOrder) {
-  // CUPS sorts ignoring case: "bravo" comes before "Charlie" although "C" is
-  // the smaller byte.
-  cups_.AddQueue("Charlie", "socket://127.0.0.1:1");
-  cups_.AddQueue("bravo", "socket://" + printer_.NetworkName());
-  const ProcessResult result = Run({"getstatus"});
-  EXPECT_EQ(result.out, "Status code: 0\nRemaining count: 1234\n");
-  EXPECT_EQ(result.err, "Printer: bravo (from CUPS)\n");
-  EXPECT_EQ(result.status, 0);
-  EXPECT_EQ(printer_.Received(), "{WS|}\n");
-
-  // The look-up comes before the command name is looked at.
-  const ProcessResult version = Run({"--version", "now"});
-  EXPECT_EQ(version.err, "Printer: bravo (from CUPS)\nUnknown command: --version\n");
-  EXPECT_EQ(version.status, 1);
-}
-
-TEST_F(CupsQueues, FirstQueueMustBeASocketPrinterEvenIfALaterOneIs) {
-  cups_.AddQueue("Alpha", "ipp://127.0.0.1:631/printers/alpha");
-  cups_.AddQueue("zeta", "socket://" + printer_.NetworkName());
-  const ProcessResult result = Run({"feedlabel"});
-  EXPECT_EQ(result.err, Unexpected(kUnsupported));
-  EXPECT_EQ(result.status, 1);
-}
-
-TEST_F(CupsQueues, NamedQueues) {
-  cups_.AddQueue("label", "socket://" + printer_.NetworkName());
-  cups_.AddQueue("ippqueue", "ipp://127.0.0.1:631/printers/x");
-  cups_.AddQueue("usbqueue", "usb://TEC/B-EV4-G?serial=2K000123");
-  struct Case {
+TEST(CupsQueues, ChoiceFollowsTheQueuesCupsLists) {
+  PrinterStandIn printer;
+  CupsServer cups;
+  const std::string unsupported =
+      Unexpected("Unsupported printer connection type, only \"socket\" printers accepted");
+  const std::string bravo = "Printer: bravo (from CUPS)\n";
+  const struct {
     std::vector<std::string> arguments;
-    std::string err;
-    int status;
-  };
-  const Case cases[] = {
-      {{"-p", "label", "feedlabel", "strip"}, "Printer: label (from CUPS)\n", 0},
-      {{"-p", "label", "render"}, "Printer: label (from CUPS)\nUnknown command: render\n", 1},
-      {{"-p", "ippqueue", "feedlabel"}, Unexpected(kUnsupported), 1},
-      {{"-p", "usbqueue", "feedlabel"}, Unexpected(kUnsupported), 1},
+    std::string out, err;
+  } cases[] = {
+      // CUPS sorts ignoring case: "bravo" comes before "Charlie" although "C"
+      // is the smaller byte.
+      {{"getstatus"}, "Status code: 0\nRemaining count: 1234\n", bravo},
+      // The look-up comes before the command name is looked at.
+      {{"--version", "now"}, "", bravo + "Unknown command: --version\n"},
+      {{"-p", "ippqueue", "feedlabel"}, "", unsupported},
+      {{"-p", "usbqueue", "feedlabel"}, "", unsupported},
       // Names compare exactly, case included.
-      {{"-p", "LABEL", "feedlabel"}, Unexpected("Unknown printer: LABEL"), 1},
-      {{"-p", "lab", "feedlabel"}, Unexpected("Unknown printer: lab"), 1},
+      {{"-p", "BRAVO", "feedlabel"}, "", Unexpected("Unknown printer: BRAVO")},
+      {{"-p", "brav", "feedlabel"}, "", Unexpected("Unknown printer: brav")},
   };
-  for (const Case& c : cases) {
-    const ProcessResult result = Run(c.arguments);
-    EXPECT_EQ(result.out, "") << c.arguments[1];
-    EXPECT_EQ(result.err, c.err) << c.arguments[1];
-    EXPECT_EQ(result.status, c.status) << c.arguments[1];
+  // With no queues at all CUPS still answers, with no printer in its reply.
+  const ProcessResult none = RunVellum({"nosuchcommand"}, cups.ClientEnvironment());
+  EXPECT_EQ(none.err, Unexpected("No suitable printer found"));
+  EXPECT_EQ(none.status, 1);
+  cups.AddQueue("Charlie", "socket://127.0.0.1:1");
+  cups.AddQueue("bravo", "socket://" + printer.NetworkName());
+  cups.AddQueue("ippqueue", "ipp://127.0.0.1:631/printers/x");
+  cups.AddQueue("usbqueue", "usb://TEC/B-EV4-G?serial=2K000123");
+  for (const auto& c : cases) {
+    const ProcessResult result = RunVellum(c.arguments, cups.ClientEnvironment());
+    EXPECT_EQ(result.out, c.out) << c.arguments[0];
+    EXPECT_EQ(result.err, c.err) << c.arguments[0];
+    EXPECT_EQ(result.status, c.err == bravo ? 0 : 1) << c.arguments[0];
   }
-  EXPECT_EQ(printer_.Received(), "{T;00D30|}\n");
-}
+  EXPECT_EQ(printer.Received(), "{WS|}\n");
 
-TEST_F(CupsQueues, NoQueuesMeansNoSuitablePrinter) {
-  for (const std::vector<std::string>& arguments :
-       {std::vector<std::string>{"feedlabel"}, {"nosuchcommand"}}) {
-    const ProcessResult result = Run(arguments);
-    EXPECT_EQ(result.err, Unexpected("No suitable printer found"));
-    EXPECT_EQ(result.status, 1);
-  }
-  EXPECT_EQ(Run({"-p", "label", "feedlabel"}).err, Unexpected("Unknown printer: label"));
-}
-
-TEST_F(CupsQueues, SocketQueueWithoutPortMeansPort9100) {
-  cups_.AddQueue("default-port", "socket://nosuchhost.invalid");
-  const ProcessResult result = Run({"feedlabel"});
-  EXPECT_TRUE(result.err.starts_with("Unable to resolve nosuchhost.invalid:9100: ")) << result.err;
-  EXPECT_TRUE(result.err.ends_with(Unexpected("Unable to resolve \"nosuchhost.invalid:9100\"")))
-      << result.err;
+  // The first queue must be a socket printer even when a later one is; a
+  // socket queue without a port means 9100.
+  cups.AddQueue("alpha", "ipp://127.0.0.1:631/printers/alpha");
+  EXPECT_EQ(RunVellum({"feedlabel"}, cups.ClientEnvironment()).err, unsupported);
+  cups.AddQueue("Aardvark", "socket://nosuchhost.invalid");
+  const ProcessResult noPort = RunVellum({"feedlabel"}, cups.ClientEnvironment());
+  EXPECT_TRUE(noPort.err.starts_with("Unable to resolve nosuchhost.invalid:9100: ")) << noPort.err;
+  EXPECT_TRUE(noPort.err.ends_with(Unexpected("Unable to resolve \"nosuchhost.invalid:9100\"")));
 }
 
 }  // namespace

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstdlib>
+#include <fstream>
 #include <sstream>
 #include <string>
 #include <vector>
@@ -26,6 +27,14 @@ inline ProcessResult RunVellum(const std::vector<std::string>& arguments,
   argv.push_back(VELLUM_BINARY);
   argv.insert(argv.end(), arguments.begin(), arguments.end());
   return RunProcess(argv, environment, input);
+}
+
+// A whole file, such as one the binary wrote.
+inline std::string ReadFile(const std::string& path) {
+  std::ifstream input(path, std::ios::binary);
+  std::stringstream text;
+  text << input.rdbuf();
+  return text.str();
 }
 
 // The two lines of a reported failure.

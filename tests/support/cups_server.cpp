@@ -12,46 +12,33 @@
 #include <thread>
 
 namespace Vellum::Testing {
-namespace {
-
-void WriteFile(const std::string& path, const std::string& contents, bool executable = false) {
-  std::ofstream(path) << contents;
-  if (executable)
-    std::filesystem::permissions(
-        path, std::filesystem::perms::owner_all | std::filesystem::perms::group_read |
-                  std::filesystem::perms::group_exec | std::filesystem::perms::others_read |
-                  std::filesystem::perms::others_exec);
-}
-
-}  // namespace
 
 CupsServer::CupsServer() {
   char pattern[] = "/tmp/vcupsXXXXXX";
   if (mkdtemp(pattern) == nullptr) throw std::runtime_error("cannot create a directory for cupsd");
-  directory_ = pattern;
-  socket_ = directory_ + "/sock";
-  const std::string& d = directory_;
+  const std::string d = directory_ = pattern;
   for (const char* sub : {"/bin", "/bin/backend", "/bin/filter", "/cache", "/state", "/spool",
                           "/tmp", "/log", "/ppd"})
     std::filesystem::create_directory(d + sub);
   // cupsd refuses a queue whose backend is missing, and the Debian package
   // ships no socket or usb backend: stubs are enough, nothing is printed.
-  for (const char* backend : {"socket", "ipp", "usb"})
-    WriteFile(d + "/bin/backend/" + backend, "#!/bin/sh\nexit 0\n", true);
-  WriteFile(d + "/cups-files.conf",
-            "ServerRoot " + d + "\nStateDir " + d + "/state\nCacheDir " + d + "/cache\nServerBin " +
-                d + "/bin\nRequestRoot " + d + "/spool\nTempDir " + d + "/tmp\nAccessLog " + d +
-                "/log/access_log\nErrorLog " + d + "/log/error_log\nPageLog " + d +
-                "/log/page_log\nPrintcap\nSystemGroup root\n");
-  WriteFile(d + "/cupsd.conf", "Listen " + socket_ +
-                                   "\nBrowsing Off\nWebInterface No\n<Policy default>\n"
-                                   "<Limit All>\nOrder Allow,Deny\n</Limit>\n</Policy>\n");
-
+  for (const char* backend : {"socket", "ipp", "usb"}) {
+    std::ofstream(d + "/bin/backend/" + backend) << "#!/bin/sh\nexit 0\n";
+    std::filesystem::permissions(d + "/bin/backend/" + backend, std::filesystem::perms(0755));
+  }
+  // Made before the fork: the child only calls exec.
+  const std::string conf = d + "/cupsd.conf", files = d + "/cups-files.conf";
+  std::ofstream(files) << "ServerRoot " << d << "\nStateDir " << d << "/state\nCacheDir " << d
+                       << "/cache\nServerBin " << d << "/bin\nRequestRoot " << d
+                       << "/spool\nTempDir " << d << "/tmp\nAccessLog " << d
+                       << "/log/access_log\nErrorLog " << d << "/log/error_log\nPageLog " << d
+                       << "/log/page_log\nPrintcap\nSystemGroup root\n";
+  std::ofstream(conf) << "Listen " << d
+                      << "/sock\nBrowsing Off\nWebInterface No\n<Policy default>\n"
+                         "<Limit All>\nOrder Allow,Deny\n</Limit>\n</Policy>\n";
   pid_ = fork();
   if (pid_ < 0) throw std::runtime_error("cannot fork cupsd");
   if (pid_ == 0) {
-    const std::string conf = d + "/cupsd.conf";
-    const std::string files = d + "/cups-files.conf";
     execl("/usr/sbin/cupsd", "cupsd", "-f", "-c", conf.c_str(), "-s", files.c_str(), nullptr);
     _exit(127);
   }
@@ -82,11 +69,5 @@ void CupsServer::AddQueue(const std::string& name, const std::string& deviceURI,
   const ProcessResult result = RunProcess(command, ClientEnvironment());
   if (result.status != 0) throw std::runtime_error("lpadmin failed: " + result.err);
 }
-
-std::string CupsServer::PPDPath(const std::string& queue) const {
-  return directory_ + "/ppd/" + queue + ".ppd";
-}
-
-Environment CupsServer::ClientEnvironment() const { return {{"CUPS_SERVER", socket_}}; }
 
 }  // namespace Vellum::Testing

@@ -14,7 +14,6 @@ namespace Vellum::Testing {
 // until "lpstat -r" sees it running; the destructor stops it with SIGTERM,
 // waits for it and removes the directory. Nothing is ever printed: the
 // backends socket, ipp and usb are stubs that only let cupsd accept queues.
-// Clients reach it through CUPS_SERVER (see Environment()).
 class CupsServer {
  public:
   CupsServer();
@@ -26,17 +25,11 @@ class CupsServer {
   // Throws std::runtime_error with lpadmin's message when it fails.
   void AddQueue(const std::string& name, const std::string& deviceURI,
                 const std::string& ppdFile = "");
-
-  const std::string& Directory() const { return directory_; }
-  const std::string& Socket() const { return socket_; }
-  // The PPD file cupsd keeps for a queue made with a PPD.
-  std::string PPDPath(const std::string& queue) const;
-  // CUPS_SERVER pointing at this server, for RunProcess.
-  Environment ClientEnvironment() const;
+  // CUPS_SERVER pointing at this server, the only way clients find it.
+  Environment ClientEnvironment() const { return {{"CUPS_SERVER", directory_ + "/sock"}}; }
 
  private:
   std::string directory_;
-  std::string socket_;
   pid_t pid_ = -1;
 };
 

@@ -1,12 +1,10 @@
 // A TCP server on 127.0.0.1 that stands in for a TPCL printer.
 #pragma once
 
-#include <condition_variable>
-#include <cstdint>
-#include <mutex>
 #include <string>
 #include <string_view>
 #include <thread>
+#include <vector>
 
 namespace Vellum::Testing {
 
@@ -14,47 +12,33 @@ namespace Vellum::Testing {
 // the seven characters given, then ETX EOT LF CR.
 std::string StatusReply(std::string_view fields, std::string_view start = "\x01\x02");
 
-// Records every byte it receives, connection after connection, and answers
-// each status request {WS|} the way it was told to.
+// Serves one connection: records every byte it receives and answers each
+// status request {WS|} with the pieces of its reply, 300 ms apart (none: a
+// silent printer), then hangs up if told to. A client must have closed the
+// connection before Received() or the destructor can return.
 class PrinterStandIn {
  public:
-  enum class Behaviour {
-    kAnswer,             // the whole reply at once
-    kAnswerInTwoPieces,  // 6 bytes, a pause of 300 ms, the rest
-    kSilent,             // never answers
-    kCloseEarly,         // 4 bytes of the reply, then closes the connection
-  };
-
-  // A status reply: status code 00 and count 1234.
-  static const std::string kDefaultReply;
-
-  explicit PrinterStandIn(Behaviour behaviour = Behaviour::kAnswer,
-                          std::string reply = kDefaultReply);
+  // The default reply holds status code 00 and count 1234.
+  explicit PrinterStandIn(std::vector<std::string> pieces = {StatusReply("0012340")},
+                          bool hangUp = false);
   ~PrinterStandIn();
   PrinterStandIn(const PrinterStandIn&) = delete;
   PrinterStandIn& operator=(const PrinterStandIn&) = delete;
 
-  std::uint16_t Port() const { return port_; }
   // "127.0.0.1:<port>", as given to "vellum -n".
-  std::string NetworkName() const;
-
-  // Waits (up to 10 s) until the given number of connections has ended and
-  // returns every byte received so far.
-  std::string Received(int connections = 1);
+  const std::string& NetworkName() const { return networkName_; }
+  // Waits until the connection has ended (or none came within 30 s) and
+  // returns every byte received.
+  std::string Received();
 
  private:
-  void Serve();
-  void ServeConnection(int connection);
+  void Serve(int connection);
 
-  Behaviour behaviour_;
-  std::string reply_;
+  std::vector<std::string> pieces_;
+  bool hangUp_;
   int listener_ = -1;
-  int stopPipe_[2] = {-1, -1};
-  std::uint16_t port_ = 0;
-  std::mutex mutex_;
-  std::condition_variable ended_;
+  std::string networkName_;
   std::string received_;
-  int endedConnections_ = 0;
   std::thread thread_;
 };
 

@@ -18,7 +18,7 @@ using Environment = std::vector<std::pair<std::string, std::string>>;
 
 // Runs argv[0] (a path) with the arguments, the variables added to (or
 // replacing those of) this process's environment, and the input on its
-// standard input. Waits for it and collects both output streams whole.
+// standard input. Waits for it and returns both output streams whole.
 ProcessResult RunProcess(const std::vector<std::string>& argv, const Environment& environment = {},
                          const std::string& input = "");
 
