@@ -19,8 +19,8 @@
 #include "../tests/codecs/sample_data.h"
 #include "graphics/codecs/deflate_compression.h"
 #include "graphics/codecs/lzw_compression.h"
+#include "graphics/codecs/vector_codec.h"
 #include "graphics/image.h"
-#include "graphics/streams/vector_stream_buffer.h"
 #include "graphics/tiff_reader.h"
 #include "graphics/tiff_writer.h"
 
@@ -112,14 +112,10 @@ Bytes ZlibRaw(const Bytes& input, int level) {
 template <typename Codec>
 void RunOurs(Codec& codec, bool decode, const Bytes& input, Bytes& output) {
   output.clear();
-  Corvane::InputVectorStreamBuffer inBuffer(input);
-  Corvane::OutputVectorStreamBuffer outBuffer(output);
-  std::istream in(&inBuffer);
-  std::ostream out(&outBuffer);
   if (decode) {
-    codec.Decompress(in, out);
+    Ashgrove::DecompressVector(codec, input, output);
   } else {
-    codec.Compress(in, out);
+    Ashgrove::CompressVector(codec, input, output);
   }
 }
 

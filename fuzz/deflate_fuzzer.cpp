@@ -6,14 +6,12 @@
 #include <cstdint>
 #include <cstdlib>
 #include <cstring>
-#include <istream>
-#include <ostream>
 #include <stdexcept>
 #include <vector>
 
 #include "graphics/codecs/deflate_compression.h"
 #include "graphics/codecs/exception.h"
-#include "graphics/streams/vector_stream_buffer.h"
+#include "graphics/codecs/vector_codec.h"
 
 namespace {
 
@@ -63,18 +61,13 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   const std::vector<unsigned char> input(data, data + size);
   std::vector<unsigned char> ours;
   bool oursFinished = true;
-  {
-    Corvane::InputVectorStreamBuffer inBuffer(input);
-    Corvane::OutputVectorStreamBuffer outBuffer(ours);
-    std::istream in(&inBuffer);
-    std::ostream out(&outBuffer);
-    try {
-      Ashgrove::DeflateCompression().Decompress(in, out);
-    } catch (const Ashgrove::Exception&) {
-      oursFinished = false;
-    } catch (const std::out_of_range&) {
-      oursFinished = false;
-    }
+  try {
+    Ashgrove::DeflateCompression decoder;
+    Ashgrove::DecompressVector(decoder, input, ours);
+  } catch (const Ashgrove::Exception&) {
+    oursFinished = false;
+  } catch (const std::out_of_range&) {
+    oursFinished = false;
   }
   const ZlibResult zlib = ZlibInflate(input);
   const bool zlibFinished = zlib.status == Z_STREAM_END;

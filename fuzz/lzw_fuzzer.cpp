@@ -3,30 +3,24 @@
 #include <cstdint>
 #include <cstdlib>
 #include <iostream>
-#include <istream>
-#include <ostream>
 #include <sstream>
 #include <stdexcept>
 #include <vector>
 
 #include "graphics/codecs/exception.h"
 #include "graphics/codecs/lzw_compression.h"
-#include "graphics/streams/vector_stream_buffer.h"
+#include "graphics/codecs/vector_codec.h"
 
 namespace {
 
 std::vector<unsigned char> Run(bool encode, std::uint32_t earlyChange,
                                const std::vector<unsigned char>& input) {
   std::vector<unsigned char> output;
-  Corvane::InputVectorStreamBuffer inBuffer(input);
-  Corvane::OutputVectorStreamBuffer outBuffer(output);
-  std::istream in(&inBuffer);
-  std::ostream out(&outBuffer);
   Ashgrove::LZWCompression codec(earlyChange);
   if (encode) {
-    codec.Compress(in, out);
+    Ashgrove::CompressVector(codec, input, output);
   } else {
-    codec.Decompress(in, out);
+    Ashgrove::DecompressVector(codec, input, output);
   }
   return output;
 }

@@ -9,8 +9,8 @@
 #include "graphics/codecs/jpeg_compression.h"
 #include "graphics/codecs/lzw_compression.h"
 #include "graphics/codecs/tiff_prediction.h"
+#include "graphics/codecs/vector_codec.h"
 #include "graphics/exception.h"
-#include "graphics/streams/vector_stream_buffer.h"
 
 namespace Brindle {
 
@@ -226,11 +226,7 @@ std::vector<unsigned char> Run(Ashgrove::IDecompressor& codec,
                                const std::vector<unsigned char>& input, std::size_t expected) {
   std::vector<unsigned char> output;
   output.reserve(expected);
-  Corvane::InputVectorStreamBuffer inBuffer(input);
-  Corvane::OutputVectorStreamBuffer outBuffer(output);
-  std::istream in(&inBuffer);
-  std::ostream out(&outBuffer);
-  codec.Decompress(in, out);
+  Ashgrove::DecompressVector(codec, input, output);
   return output;
 }
 

@@ -6,8 +6,8 @@
 
 #include "graphics/codecs/deflate_compression.h"
 #include "graphics/codecs/lzw_compression.h"
+#include "graphics/codecs/vector_codec.h"
 #include "graphics/exception.h"
-#include "graphics/streams/vector_stream_buffer.h"
 
 namespace Brindle::ImageIO {
 
@@ -55,16 +55,10 @@ std::uint16_t Photometric(const Image& image) {
   }
 }
 
-// Runs a codec over the pixel vector into a fresh vector, through the vector
-// stream buffers, so neither side is copied into a string first.
 std::vector<unsigned char> Compressed(const std::vector<unsigned char>& pixels,
                                       Ashgrove::ICompressor& codec) {
   std::vector<unsigned char> result;
-  Corvane::InputVectorStreamBuffer inputBuffer(pixels);
-  Corvane::OutputVectorStreamBuffer outputBuffer(result);
-  std::istream input(&inputBuffer);
-  std::ostream output(&outputBuffer);
-  codec.Compress(input, output);
+  Ashgrove::CompressVector(codec, pixels, result);
   return result;
 }
 

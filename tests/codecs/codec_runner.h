@@ -2,13 +2,10 @@
 #pragma once
 
 #include <exception>
-#include <istream>
-#include <ostream>
 #include <string>
 #include <vector>
 
-#include "graphics/codecs/codec.h"
-#include "graphics/streams/vector_stream_buffer.h"
+#include "graphics/codecs/vector_codec.h"
 
 namespace VellumTest {
 
@@ -19,13 +16,9 @@ inline std::vector<unsigned char> Decode(Ashgrove::IDecompressor& codec,
                                          const std::vector<unsigned char>& input,
                                          std::string* failure = nullptr) {
   std::vector<unsigned char> out;
-  Corvane::InputVectorStreamBuffer inBuffer(input);
-  Corvane::OutputVectorStreamBuffer outBuffer(out);
-  std::istream in(&inBuffer);
-  std::ostream os(&outBuffer);
   if (failure) failure->clear();
   try {
-    codec.Decompress(in, os);
+    Ashgrove::DecompressVector(codec, input, out);
   } catch (const std::exception& error) {
     if (!failure) throw;
     *failure = error.what();
