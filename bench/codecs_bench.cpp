@@ -16,7 +16,7 @@
 #include <string>
 #include <vector>
 
-#include "../tests/codecs/sample_data.h"
+#include "graphics/codecs/sample_data.h"
 #include "graphics/codecs/deflate_compression.h"
 #include "graphics/codecs/lzw_compression.h"
 #include "graphics/codecs/vector_codec.h"
@@ -39,9 +39,9 @@ struct Payload {
 const std::vector<Payload>& Payloads() {
   static const std::vector<Payload> payloads = [] {
     std::vector<Payload> p;
-    p.push_back({"label", 1, 2500, 7000, VellumTest::LabelBitmap(2500, 7000)});
-    p.push_back({"photo", 8, 2000, 2000, VellumTest::PhotoGrey(2000, 2000)});
-    p.push_back({"text", 8, 10'000'000, 1, VellumTest::EnglishText(10'000'000)});
+    p.push_back({"label", 1, 2500, 7000, Vellum::Testing::LabelBitmap(2500, 7000)});
+    p.push_back({"photo", 8, 2000, 2000, Vellum::Testing::PhotoGrey(2000, 2000)});
+    p.push_back({"text", 8, 10'000'000, 1, Vellum::Testing::EnglishText(10'000'000)});
     return p;
   }();
   return payloads;

@@ -1,14 +1,3 @@
-# Adds every direct subdirectory of DIR that has a CMakeLists.txt, in name order.
-function(vellum_add_subdirectories dir)
-  file(GLOB children LIST_DIRECTORIES true "${PROJECT_SOURCE_DIR}/${dir}/*")
-  list(SORT children)
-  foreach(child IN LISTS children)
-    if(IS_DIRECTORY "${child}" AND EXISTS "${child}/CMakeLists.txt")
-      add_subdirectory("${child}")
-    endif()
-  endforeach()
-endfunction()
-
 # vellum_add_library(NAME SOURCES... [DEPENDS libs...])
 # A static library of one subsystem. Headers are included by their path under
 # src/ ("core/exception.h"), so every library exposes src/ to its users.

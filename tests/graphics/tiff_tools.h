@@ -13,7 +13,7 @@
 #include <string>
 #include <vector>
 
-namespace vellum_test {
+namespace Vellum::Testing {
 
 struct CommandResult {
   int status;
@@ -83,4 +83,4 @@ inline std::vector<unsigned char> LibtiffPixels(const std::filesystem::path& fil
           bytes.begin() + static_cast<std::ptrdiff_t>(end)};
 }
 
-}  // namespace vellum_test
+}  // namespace Vellum::Testing

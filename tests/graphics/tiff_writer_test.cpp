@@ -33,7 +33,7 @@ Bytes RawInflate(Bytes compressed, std::size_t expected) {
 // libtiff's tools read our uncompressed and LZW files to our tags and
 // pixels, and the Deflate strip is raw Deflate that zlib inflates to them.
 TEST(TiffWriter, IndependentReadersGetOurTagsAndPixels) {
-  vellum_test::TempDir dir;
+  Vellum::Testing::TempDir dir;
   const auto path = dir / "out.tif";
   for (const auto& [width, height] : {std::pair{1, 1}, {13, 37}, {831, 211}, {4096, 40}}) {
     // Diagonal strokes and a solid block, with padding bits in most rows.
@@ -51,8 +51,8 @@ TEST(TiffWriter, IndependentReadersGetOurTagsAndPixels) {
         std::ofstream out(path, std::ios::binary);
         ImageIO::WriteToTIFFFormat(bitmap, out, compression);
       }
-      const Bytes file = vellum_test::ReadFile(path);
-      auto tags = vellum_test::TiffTags(path);
+      const Bytes file = Vellum::Testing::ReadFile(path);
+      auto tags = Vellum::Testing::TiffTags(path);
       EXPECT_EQ(tags[256] + "x" + tags[257], std::to_string(width) + "x" + std::to_string(height));
       EXPECT_EQ(tags[259], std::to_string(compression));
       EXPECT_EQ(tags[279], std::to_string(file.size() - 186));
@@ -64,8 +64,8 @@ TEST(TiffWriter, IndependentReadersGetOurTagsAndPixels) {
       if (compression == 8) {
         EXPECT_EQ(RawInflate({file.begin() + 186, file.end()}, bitmap.DataSize()), bitmap.Data());
       } else {
-        EXPECT_EQ(vellum_test::RunCommand("tiffinfo -D '" + path.string() + "'").status, 0);
-        EXPECT_EQ(vellum_test::LibtiffPixels(path), bitmap.Data());
+        EXPECT_EQ(Vellum::Testing::RunCommand("tiffinfo -D '" + path.string() + "'").status, 0);
+        EXPECT_EQ(Vellum::Testing::LibtiffPixels(path), bitmap.Data());
       }
     }
   }

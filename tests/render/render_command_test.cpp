@@ -20,7 +20,7 @@ namespace {
 
 using Bytes = std::vector<unsigned char>;
 using namespace std::string_literals;
-using vellum_test::ReadFile;
+using ::Vellum::Testing::ReadFile;
 
 // 76.0 x 50.8 mm: 608 x 406 dots at 8 dots/mm, 76 bytes a row.
 const std::string kLabel = "{D0508,0760,0468|}\n";
@@ -53,8 +53,8 @@ class RenderTest : public ::testing::Test {
     }
     arguments.insert(arguments.begin(), (dir_ / "job.prn").string());
     Commands::Render(arguments);
-    auto tags = vellum_test::TiffTags(dir_ / "out.tif");
-    return Brindle::Bitmap(vellum_test::LibtiffPixels(dir_ / "out.tif"), std::stoul(tags[256]),
+    auto tags = ::Vellum::Testing::TiffTags(dir_ / "out.tif");
+    return Brindle::Bitmap(::Vellum::Testing::LibtiffPixels(dir_ / "out.tif"), std::stoul(tags[256]),
                            std::stoul(tags[257]));
   }
 
@@ -72,7 +72,7 @@ class RenderTest : public ::testing::Test {
     }
   }
 
-  vellum_test::TempDir dir_;
+  ::Vellum::Testing::TempDir dir_;
 };
 
 using At = std::vector<std::pair<std::size_t, int>>;  // canvas bytes: offset, value
@@ -174,7 +174,7 @@ TEST_F(BundledSamples, AreCurrentAndRender) {
   const char* emulator = std::getenv("VELLUM_EMULATOR");
   const std::string prefix = emulator != nullptr ? std::string(emulator) + " " : "";
   const std::string maker = prefix + "'" VELLUM_MAKE_SAMPLES "' '" + dir_.path().string() + "'";
-  ASSERT_EQ(vellum_test::RunCommand(maker).status, 0);
+  ASSERT_EQ(::Vellum::Testing::RunCommand(maker).status, 0);
   for (const auto& [name, size] :
        {std::pair{"shipping_label.prn", "800x1224"}, std::pair{"small_label.prn", "400x264"}}) {
     const Bytes sample = ReadFile(std::filesystem::path(VELLUM_SOURCE_DIR) / "samples" / name);

@@ -3,13 +3,13 @@
 #include <gtest/gtest.h>
 #include <zlib.h>
 
-#include "codecs/codec_runner.h"
-#include "codecs/sample_data.h"
+#include "graphics/codecs/codec_runner.h"
+#include "graphics/codecs/sample_data.h"
 #include "graphics/codecs/deflate_compression.h"
 
 namespace {
 
-using VellumTest::Bytes;
+using Vellum::Testing::Bytes;
 
 // zlib's raw Deflate (window bits -15, no zlib header) of `input`.
 Bytes ZlibDeflate(const Bytes& input, int level, int strategy) {
@@ -33,10 +33,10 @@ TEST(DeflateDecoder, MatchesZlibAtEveryLevelAndStrategy) {
   } payloads[] = {
       {"empty", {}},
       {"one byte", {0x41}},
-      {"text, window rolls over", VellumTest::EnglishText(100'000)},
-      {"label bitmap", VellumTest::LabelBitmap(640, 400)},
-      {"photo", VellumTest::PhotoGrey(200, 120)},
-      {"random", VellumTest::RandomBytes(20'000, 11)},
+      {"text, window rolls over", Vellum::Testing::EnglishText(100'000)},
+      {"label bitmap", Vellum::Testing::LabelBitmap(640, 400)},
+      {"photo", Vellum::Testing::PhotoGrey(200, 120)},
+      {"random", Vellum::Testing::RandomBytes(20'000, 11)},
   };
   Ashgrove::DeflateCompression ours;
   for (const auto& payload : payloads) {
@@ -44,7 +44,7 @@ TEST(DeflateDecoder, MatchesZlibAtEveryLevelAndStrategy) {
       for (int level = 0; level <= 9; ++level) {
         SCOPED_TRACE(std::string(payload.name) + ", strategy " + std::to_string(strategy) +
                      ", level " + std::to_string(level));
-        ASSERT_EQ(VellumTest::Decode(ours, ZlibDeflate(payload.bytes, level, strategy)),
+        ASSERT_EQ(Vellum::Testing::Decode(ours, ZlibDeflate(payload.bytes, level, strategy)),
                   payload.bytes);
       }
     }
@@ -117,7 +117,7 @@ TEST(DeflateDecoder, MalformedStreamsFailWithTheirMessage) {
   for (const auto& c : cases) {
     SCOPED_TRACE(c.name);
     std::string failure;
-    EXPECT_EQ(VellumTest::Decode(ours, c.stream, &failure),
+    EXPECT_EQ(Vellum::Testing::Decode(ours, c.stream, &failure),
               Bytes(c.partial.begin(), c.partial.end()));
     EXPECT_EQ(failure, c.message);
   }

@@ -7,7 +7,7 @@
 
 #include "graphics/codecs/vector_codec.h"
 
-namespace VellumTest {
+namespace Vellum::Testing {
 
 // Decodes `input` and returns what the codec wrote. A failure is rethrown
 // unless `failure` is given: then its message lands there ("" when there is
@@ -26,4 +26,4 @@ inline std::vector<unsigned char> Decode(Ashgrove::IDecompressor& codec,
   return out;
 }
 
-}  // namespace VellumTest
+}  // namespace Vellum::Testing

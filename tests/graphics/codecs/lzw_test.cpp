@@ -4,7 +4,7 @@
 
 #include <sstream>
 
-#include "codecs/codec_runner.h"
+#include "graphics/codecs/codec_runner.h"
 #include "graphics/codecs/lzw_compression.h"
 #include "graphics/codecs/stream_bit_writer.h"
 #include "graphics/codecs/tiff_prediction.h"
@@ -47,7 +47,7 @@ TEST(LZWDecoder, MalformedStreamsFailWithTheirMessage) {
     Ashgrove::LZWCompression codec(1);
     std::string failure;
     testing::internal::CaptureStderr();
-    const Bytes output = VellumTest::Decode(codec, c.strip, &failure);
+    const Bytes output = Vellum::Testing::Decode(codec, c.strip, &failure);
     EXPECT_EQ(failure + testing::internal::GetCapturedStderr(), c.shown);
     if (failure.empty()) {
       EXPECT_EQ(output, Bytes(c.output.begin(), c.output.end()));
@@ -81,7 +81,7 @@ TEST(TIFFPrediction, UndoesDifferencingWithRowCarryOver) {
     Bytes output;
     try {
       Ashgrove::TIFFPrediction predictor(c.colors, c.bits, c.columns);
-      output = VellumTest::Decode(predictor, c.input, &failure);
+      output = Vellum::Testing::Decode(predictor, c.input, &failure);
     } catch (const std::exception& error) {
       failure = error.what();
     }

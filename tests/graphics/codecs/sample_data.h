@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-namespace VellumTest {
+namespace Vellum::Testing {
 
 using Bytes = std::vector<unsigned char>;
 
@@ -78,4 +78,4 @@ inline Bytes EnglishText(std::size_t size, std::uint32_t seed = 3) {
   return out;
 }
 
-}  // namespace VellumTest
+}  // namespace Vellum::Testing

@@ -64,7 +64,7 @@ TEST(TIFFReaderAgainstLibtiff, FilesOfEveryShapeReadToLibtiffsPixels) {
                             {"4-bit grey", 4, 1, 21, 18},   {"8-bit grey", 8, 1, 50, 33},
                             {"16-bit grey", 16, 1, 20, 17}, {"8-bit RGB", 8, 3, 19, 21},
                             {"8-bit CMYK", 8, 4, 11, 15},   {"8-bit large", 8, 1, 300, 210}};
-  const vellum_test::TempDir dir;
+  const Vellum::Testing::TempDir dir;
   const auto ours = dir / "ours.tif";
   const auto file = dir / "tiffcp.tif";
   for (const auto& s : sources) {
@@ -77,7 +77,7 @@ TEST(TIFFReaderAgainstLibtiff, FilesOfEveryShapeReadToLibtiffsPixels) {
       }
       // libtiff decodes our LZW; it cannot read raw Deflate without a zlib header.
       if (compression != 8) {
-        EXPECT_EQ(vellum_test::LibtiffPixels(ours), image.Data());
+        EXPECT_EQ(Vellum::Testing::LibtiffPixels(ours), image.Data());
       }
       ExpectRead(ours, s, image.Data());
     }
@@ -89,10 +89,10 @@ TEST(TIFFReaderAgainstLibtiff, FilesOfEveryShapeReadToLibtiffsPixels) {
           const std::string options =
               "-c " + compression + " " + order + " -r " + std::to_string(rows);
           SCOPED_TRACE(std::string(s.name) + " " + options);
-          const auto copy = vellum_test::RunCommand("tiffcp " + options + " '" + ours.string() +
+          const auto copy = Vellum::Testing::RunCommand("tiffcp " + options + " '" + ours.string() +
                                                     "' '" + file.string() + "'");
           ASSERT_EQ(copy.status, 0) << copy.output;
-          Bytes expected = vellum_test::LibtiffPixels(file);
+          Bytes expected = Vellum::Testing::LibtiffPixels(file);
           ASSERT_EQ(expected, image.Data());
           if (compression == "zip") {
             // libtiff's Deflate strips carry a zlib header; our decoder reads raw Deflate only.
@@ -114,7 +114,7 @@ TEST(TIFFReaderAgainstLibtiff, FilesOfEveryShapeReadToLibtiffsPixels) {
   }
 }
 
-// Each file in malformed/ is named after its defect; a failed read must leave
+// Each file in malformed-tiff/ is named after its defect; a failed read must leave
 // the image it was reading into as it was.
 TEST(TIFFReader, MalformedCorpus) {
   const struct {
@@ -140,7 +140,7 @@ TEST(TIFFReader, MalformedCorpus) {
       {"floating-point-predictor.tif", "Unknown prediction method used in TIFF"},
   };
   const std::filesystem::path dir =
-      std::filesystem::path(VELLUM_SOURCE_DIR) / "tests" / "tiff_reader" / "malformed";
+      std::filesystem::path(VELLUM_SOURCE_DIR) / "tests" / "graphics" / "malformed-tiff";
   for (const auto& c : cases) {
     SCOPED_TRACE(c.file);
     std::ifstream in(dir / c.file, std::ios::binary);

@@ -30,7 +30,7 @@ TEST(HalftoneRender, RenderedJobShowsTheSameDots) {
       {kFirstScreenMethod, 0, 3},    {kSecondScreenMethod, 1, 3}, {kThirtyTwoScreenMethod, 2, 3},
       {kFixedThresholdMethod, 3, 4}, {kPatternMethod, 0, 1},
   };
-  vellum_test::TempDir dir;
+  Vellum::Testing::TempDir dir;
   // A diagonal ramp over every grey level, broken by solid black squares.
   Bytes grey(160 * 90);
   for (std::size_t i = 0; i < grey.size(); ++i) {
@@ -63,7 +63,7 @@ TEST(HalftoneRender, RenderedJobShowsTheSameDots) {
     for (std::uint64_t y = 0; y < 240; ++y) {
       std::ranges::copy(dots.GetRow(y), expected.begin() + static_cast<long>((y + 12) * 90 + 3));
     }
-    ASSERT_TRUE(vellum_test::LibtiffPixels(dir / "out.tif") == expected) << "method " << c.method;
+    ASSERT_TRUE(Vellum::Testing::LibtiffPixels(dir / "out.tif") == expected) << "method " << c.method;
   }
 }
 
