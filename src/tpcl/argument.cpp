@@ -4,6 +4,7 @@
 #include <string>
 
 #include "core/exception.h"
+#include "core/hex.h"
 
 namespace Corvane::TPCLCommands {
 namespace {
@@ -25,10 +26,9 @@ std::string BigEndianBytes(Unsigned value) {
 }
 
 std::string UpperHex(std::uint64_t value) {
-  static constexpr char kDigits[] = "0123456789ABCDEF";
   std::string hex;
   do {
-    hex.insert(hex.begin(), kDigits[value & 0xF]);
+    hex.insert(hex.begin(), HexDigit(static_cast<unsigned>(value & 0xF), true));
     value >>= 4;
   } while (value != 0);
   return hex;
