@@ -83,6 +83,13 @@ TEST(FrontEnd, CommandsOnStandardOutput) {
        "{IS;1,09100|}\n"},
       {{"setipv4", "172.16.0.1/20", "172.16.0.254"},
        "{IP;2,172,016,000,001|}\n{IP;3,255,255,240,000|}\n{IP;4,172,016,000,254|}\n"},
+      // Numbers count by value, leading zeros or not.
+      {{"setipv4", "0001.2.3.4/024", "000192.168.0.0001"},
+       "{IP;2,001,002,003,004|}\n{IP;3,255,255,255,000|}\n{IP;4,192,168,000,001|}\n"},
+      {{"setipv4", "10.0.0.1/0000000000032", "0.0.0.0"},
+       "{IP;2,010,000,000,001|}\n{IP;3,255,255,255,255|}\n{IP;4,000,000,000,000|}\n"},
+      {{"setipv4", "10.0.0.1/0", "10.0.0.0"},
+       "{IP;2,010,000,000,001|}\n{IP;3,000,000,000,000|}\n{IP;4,010,000,000,000|}\n"},
   };
   const std::pair<std::vector<std::string>, std::string> refused[] = {
       {{"testlabel"}, "Test labels not implemented yet"},
@@ -101,6 +108,12 @@ TEST(FrontEnd, CommandsOnStandardOutput) {
        "Argument \"backfeed\" out of range (10.000000). Min = -9.900000, max = 9.900000"},
       {{"setipv4", "192.168.10.5", "192.168.10.1"}, kIP},
       {{"setipv4", "192.168.10.256/24", "192.168.10.1"}, kIP},
+      {{"setipv4", "192.168.10.00000000000256/24", "192.168.10.1"}, kIP},
+      {{"setipv4", "192.168.10.5/33", "192.168.10.1"}, kIP},
+      {{"setipv4", "192.168.10.5/00000000033", "192.168.10.1"}, kIP},
+      {{"setipv4", "192.168.10.5/", "192.168.10.1"}, kIP},
+      {{"setipv4", "192.168..5/24", "192.168.10.1"}, kIP},
+      {{"setipv4", "192.168.10.5.1/24", "192.168.10.1"}, kIP},
       {{"setipv4", "192.168.10.5/24", "gateway"},
        "Invalid value for argument \"gw\": Invalid IP address format"},
   };
@@ -114,6 +127,17 @@ TEST(FrontEnd, CommandsOnStandardOutput) {
   EXPECT_EQ(port.out, "");
   EXPECT_NE(port.err.find("stoi"), std::string::npos) << port.err;
   EXPECT_GT(port.status, 128);
+}
+
+// Standard input that cannot be read (a directory) is an error, not an
+// empty job.
+TEST(FrontEnd, RawTPCLReportsAReadErrorOnStandardInput) {
+  const ProcessResult result = RunProcess(
+      VellumCommandLine({"-p", "-", "rawtpcl"}, {"/bin/sh", "-c", "exec \"$@\" < /", "sh"}),
+      kNoCupsServer);
+  EXPECT_EQ(result.out, "");
+  EXPECT_EQ(result.err, kStdout + Unexpected("Unexpected read error before end of input"));
+  EXPECT_EQ(result.status, 1);
 }
 
 TEST(FrontEnd, PseudoTerminalReceivesTheBytes) {
