@@ -2,6 +2,7 @@
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <poll.h>
+#include <sys/select.h>
 #include <termios.h>
 #include <unistd.h>
 
@@ -138,6 +139,23 @@ TEST(FrontEnd, RawTPCLReportsAReadErrorOnStandardInput) {
   EXPECT_EQ(result.out, "");
   EXPECT_EQ(result.err, kStdout + Unexpected("Unexpected read error before end of input"));
   EXPECT_EQ(result.status, 1);
+}
+
+// Started with more descriptors open than select can watch, vellum gets a
+// socket numbered above FD_SETSIZE and must still wait for the reply on it.
+TEST(FrontEnd, GetStatusOnADescriptorBeyondTheSelectLimit) {
+  if (!AllowDescriptorsUpTo(4 * FD_SETSIZE + 64)) GTEST_SKIP() << "descriptor limit too low";
+  PrinterStandIn printer({StatusReply("0600990")});
+  // Inherited by the child, which then gets the lowest free numbers.
+  std::vector<int> held{open("/dev/null", O_RDONLY)};
+  while (held.back() >= 0 && held.back() < 4 * FD_SETSIZE) held.push_back(dup(held.front()));
+  ASSERT_GE(held.back(), 0);
+  const ProcessResult result = RunVellum({"-n", printer.NetworkName(), "getstatus"});
+  for (int descriptor : held) close(descriptor);
+  EXPECT_EQ(result.out, "Status code: 6\nRemaining count: 99\n");
+  EXPECT_EQ(result.err, "Printer: " + printer.NetworkName() + "\n");
+  EXPECT_EQ(result.status, 0);
+  EXPECT_EQ(printer.Received(), "{WS|}\n");
 }
 
 TEST(FrontEnd, PseudoTerminalReceivesTheBytes) {
