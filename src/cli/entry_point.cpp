@@ -1,5 +1,6 @@
 #include "cli/entry_point.h"
 
+#include <csignal>
 #include <iostream>
 #include <string>
 
@@ -72,6 +73,12 @@ int RunPrinterlessCommand(const PrinterlessCommand& command, const Arguments& ar
 }
 
 int RunCommandLine(int argc, const char* const argv[], const CommandTable& commands) {
+  // A printer that hangs up during a write, or a file-size limit reached
+  // while a PPD is rewritten, would otherwise end the process by a signal
+  // without a word. Ignored, they make the write fail (EPIPE, EFBIG) and the
+  // failed write reports itself with its message.
+  std::signal(SIGPIPE, SIG_IGN);
+  std::signal(SIGXFSZ, SIG_IGN);
   Arguments arguments;
   if (argc > 0) arguments.assign(argv, argv + argc);
   if (arguments.empty()) {

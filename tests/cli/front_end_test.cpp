@@ -158,6 +158,28 @@ TEST(FrontEnd, GetStatusOnADescriptorBeyondTheSelectLimit) {
   EXPECT_EQ(printer.Received(), "{WS|}\n");
 }
 
+// A printer that goes away in the middle of a job: the failed write is
+// reported, the process is not killed by SIGPIPE.
+TEST(FrontEnd, PrinterHangingUpMidJobIsAFailedWrite) {
+  const std::string job = "{WS|}\n" + std::string(16 << 20, 'x');
+  // Standard output as the printer, a pipe whose reader has left.
+  const ProcessResult piped = RunProcess(
+      VellumCommandLine({"-p", "-", "rawtpcl"},
+                        {"/bin/bash", "-c", "\"$@\" | true; exit ${PIPESTATUS[0]}", "bash"}),
+      kNoCupsServer, job);
+  EXPECT_EQ(piped.err, kStdout + Unexpected("Unable to write to device"));
+  EXPECT_EQ(piped.status, 1);
+  // A network printer that closes the connection once it has answered; the
+  // write in progress then fails whole or in part.
+  PrinterStandIn printer({StatusReply("0600990")}, true);
+  const ProcessResult network =
+      RunVellum({"-n", printer.NetworkName(), "rawtpcl"}, kNoCupsServer, job);
+  EXPECT_TRUE(network.err.starts_with("Printer: " + printer.NetworkName() +
+                                      "\nAn unexpected error has occurred: \nUnable to write"))
+      << network.err;
+  EXPECT_EQ(network.status, 1);
+}
+
 TEST(FrontEnd, PseudoTerminalReceivesTheBytes) {
   // In raw mode, so that the line discipline passes the bytes unchanged.
   const int master = posix_openpt(O_RDWR | O_NOCTTY | O_CLOEXEC);
