@@ -25,7 +25,7 @@ constexpr std::size_t kReportedMaximum = 255;
 // a line of tens of thousands of characters would exhaust the stack. Lines
 // that begin like an insertion are examined only up to this length, far
 // beyond anything the driver can use.
-constexpr std::size_t kLongestExaminedLine = 4096;
+constexpr std::size_t kLongestExaminedLine = 1024;
 
 // Closes the descriptor, and so releases its lock, on every way out.
 class FileDescriptor {

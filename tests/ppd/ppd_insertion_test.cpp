@@ -82,6 +82,8 @@ TEST_F(PPDInsertion, RewritesMatchingLinesOnlyOrRefusesInOrder) {
       // cannot be an insertion, refused when it could be.
       {"*cupsLong: \"" + huge + "\"\n" + old, "string", "v", "v",
        "*cupsLong: \"" + huge + "\"\n" + line + "v\"\n"},
+      {line + std::string(1024 - line.size() - 1, ' ') + "\"\n", "string", "v", "v",
+       line + "v\"\n"},
       {old + line + huge + "\"\n", "string", "v",
        "Insertion could not be set: line 2 is too long to be read (length is 60030)", ""},
       {"*TECPreJobInsertion" + std::string(60000, ' ') + "String: \"x\"\n", "string", "v",
