@@ -7,11 +7,9 @@
 # package, cmake/PackageStaging.cmake compresses every manual page installed,
 # and dpkg-shlibdeps derives the dependencies from every binary.
 
-# The README and the bash completion belong to no library, so they are
-# installed here; the binary and its man page install themselves.
+# The README belongs to no library, so it is installed here; the binary, its
+# man page and the bash completion install themselves.
 install(FILES ${PROJECT_SOURCE_DIR}/README.md DESTINATION ${CMAKE_INSTALL_DOCDIR})
-install(FILES ${PROJECT_SOURCE_DIR}/completion/vellum
-        DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions)
 
 set(CPACK_GENERATOR DEB)
 set(CPACK_PACKAGE_NAME vellum)
