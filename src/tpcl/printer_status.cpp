@@ -1,6 +1,6 @@
 #include "tpcl/printer_status.h"
 
-#include <poll.h>
+#include <sys/select.h>
 
 #include <array>
 #include <string>
@@ -34,9 +34,11 @@ TPCLPrinterStatus TPCLPrinterStatus::FromResponse(std::span<const unsigned char>
 }
 
 TPCLPrinterStatus TPCLPrinterStatus::FromDescriptor(int descriptor) {
-  // poll, not select: it takes a descriptor of any number.
-  pollfd ready{descriptor, POLLIN, 0};
-  if (poll(&ready, 1, 0) < 1 || (ready.revents & POLLNVAL) != 0)
+  fd_set readable;
+  FD_ZERO(&readable);
+  FD_SET(descriptor, &readable);
+  timeval noWait{0, 0};
+  if (select(descriptor + 1, &readable, nullptr, nullptr, &noWait) < 1)
     throw EmptyTPCLPrinterStatusException("There was no printer status to read");
 
   std::array<unsigned char, 2> start{};

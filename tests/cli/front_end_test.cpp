@@ -144,12 +144,14 @@ TEST(FrontEnd, RawTPCLReportsAReadErrorOnStandardInput) {
 // Started with more descriptors open than select can watch, vellum gets a
 // socket numbered above FD_SETSIZE and must still wait for the reply on it.
 TEST(FrontEnd, GetStatusOnADescriptorBeyondTheSelectLimit) {
-  if (!AllowDescriptorsUpTo(4 * FD_SETSIZE + 64)) GTEST_SKIP() << "descriptor limit too low";
-  PrinterStandIn printer({StatusReply("0600990")});
-  // Inherited by the child, which then gets the lowest free numbers.
+  if (!AllowDescriptorsUpTo(FD_SETSIZE + 64)) GTEST_SKIP() << "descriptor limit too low";
+  // Inherited by the child, which then gets the lowest free numbers. Opened
+  // first, so that no descriptor closed at exec (the stand-in's) leaves a
+  // lower number free.
   std::vector<int> held{open("/dev/null", O_RDONLY)};
-  while (held.back() >= 0 && held.back() < 4 * FD_SETSIZE) held.push_back(dup(held.front()));
+  while (held.back() >= 0 && held.back() < FD_SETSIZE + 8) held.push_back(dup(held.front()));
   ASSERT_GE(held.back(), 0);
+  PrinterStandIn printer({StatusReply("0600990")});
   const ProcessResult result = RunVellum({"-n", printer.NetworkName(), "getstatus"});
   for (int descriptor : held) close(descriptor);
   EXPECT_EQ(result.out, "Status code: 6\nRemaining count: 99\n");

@@ -1,14 +1,10 @@
 // The text of TPCL: the template formatter, the escapes users type and the
 // status reply.
 #include <gtest/gtest.h>
-#include <sys/select.h>
-#include <sys/socket.h>
-#include <unistd.h>
 
 #include <sstream>
 
 #include "core/exception.h"
-#include "support/process.h"
 #include "tpcl/command.h"
 #include "tpcl/escape.h"
 #include "tpcl/printer_status.h"
@@ -101,35 +97,6 @@ TEST(TPCLPrinterStatus, ParsesTheReplyOfGetstatus) {
   };
   for (const auto& [reply, parsed] : cases) EXPECT_EQ(Parse(reply), parsed) << reply;
   EXPECT_THROW(Parse(kStart + "AB1234xxxxx"), std::invalid_argument);
-}
-
-// The reader that takes a status already waiting on a connection, on a
-// descriptor numbered beyond what select could watch.
-TEST(TPCLPrinterStatus, StreamReaderTakesAnyDescriptor) {
-  const int high = FD_SETSIZE + 16;
-  if (!::Vellum::Testing::AllowDescriptorsUpTo(high)) GTEST_SKIP() << "descriptor limit too low";
-  const auto read = [&](const std::string& waiting) -> std::string {
-    int ends[2];
-    EXPECT_EQ(socketpair(AF_UNIX, SOCK_STREAM, 0, ends), 0);
-    EXPECT_EQ(dup2(ends[0], high), high);
-    close(ends[0]);
-    EXPECT_EQ(write(ends[1], waiting.data(), waiting.size()), static_cast<ssize_t>(waiting.size()));
-    std::string result;
-    try {
-      const TPCLPrinterStatus status = TPCLPrinterStatus::FromDescriptor(high);
-      result = std::to_string(status.StatusCode()) + "/" + std::to_string(status.RemainingCount());
-    } catch (const Exception& e) {
-      result = e.what();
-    }
-    close(high);
-    close(ends[1]);
-    return result;
-  };
-  // The stream reader skips the third field byte, the reply parse the last.
-  EXPECT_EQ(read(kReply), "7/123");
-  EXPECT_EQ(read(""), "There was no printer status to read");
-  EXPECT_EQ(read("\x02\x01" + kReply.substr(2)), "The response from the printer was invalid");
-  EXPECT_EQ(read(kReply.substr(0, 9) + "xxxx"), "The response from the printer was invalid");
 }
 
 }  // namespace
