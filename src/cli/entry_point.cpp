@@ -19,8 +19,8 @@ void WriteUsage(std::ostream& stream, const std::string& programName) {
   stream.flush();
 }
 
-// The prefix stands on a line of its own and the message on the next: a
-// two-line form that scripts reading the error stream rely on.
+// The prefix stands on a line of its own and the message on the next. The
+// two-line form is required: scripts reading the error stream rely on it.
 int Report(const char* prefix, const std::exception& e, int status) {
   std::cerr << prefix << std::endl;
   std::cerr << e.what() << std::endl;
@@ -89,7 +89,9 @@ int RunCommandLine(int argc, const char* const argv[], const CommandTable& comma
     WriteUsage(std::cerr, arguments[0]);
     return 1;
   }
-  // Only as the sole argument, and on standard error: both kept as they are.
+  // Only as the sole argument, and on standard error. Both are required:
+  // scripts read the version from standard error, and with more arguments
+  // the words are a printer command like any other.
   if (arguments.size() == 2 && arguments[1] == "--version") {
     std::cerr << kVersion << std::endl;
     return 0;

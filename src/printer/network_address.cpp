@@ -35,8 +35,9 @@ Address Address::FromText(const std::string& text) {
     return Address();
   }
 
-  // Only the first result is kept: there is deliberately no fallback to the
-  // resolver's further addresses.
+  // Only the first result is kept, with no fallback to the resolver's further
+  // addresses. Required: a name always reaches the same printer, and a failed
+  // connect is reported rather than tried again somewhere else.
   Address address;
   const auto* bytes = reinterpret_cast<const unsigned char*>(results->ai_addr);
   address.bytes_.assign(bytes, bytes + results->ai_addrlen);

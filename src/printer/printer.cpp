@@ -86,8 +86,9 @@ Printer Printer::FromName(const std::string& name) {
 
   // Each queue's device URI is parsed as the walk reaches it, so a malformed
   // URI of an earlier queue ends the look-up. Without a name the very first
-  // queue is taken whatever its device, even if a later one would do: kept so
-  // that "the first queue" always means the same queue.
+  // queue is taken whatever its device, even if a later one would do. Both
+  // are required: "the first queue" must always mean the queue CUPS lists
+  // first, so that a run without -p never drives some other printer.
   for (const CUPSQueue& queue : ListCUPSQueues()) {
     const URI uri = URI::FromString(queue.deviceURI);
     if (!name.empty() && queue.name != name) continue;

@@ -109,7 +109,8 @@ void SendAddress(Printer& printer, const char* commandTemplate, const Octets& oc
 }
 
 // Converted as std::stoi does; a port of more than five digits is cut to its
-// first five by the field width, a consequence kept on purpose.
+// first five by the field width. Required: the command keeps the fixed
+// five-digit field the printer reads, whatever the user typed.
 void SendPort(Printer& printer, int port) {
   SendTPCLCommand(printer, "IS;a,bbbbb",
                   {std::make_shared<IntegerArgument>(port != 0 ? 1 : 0),

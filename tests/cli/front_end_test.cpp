@@ -122,8 +122,8 @@ TEST(FrontEnd, CommandsOnStandardOutput) {
   for (const auto& [command, message] : refused)
     Check(OnStdout(command), "", kStdout + Unexpected(message), 1);
   Check({"-p", "-", "rawtpcl"}, "{C|}\n{WS|}\n", kStdout, 0, "{C|}\n{WS|}\n");
-  // The standard conversion error is not one of the tool's exceptions and is
-  // deliberately not caught.
+  // The standard conversion error is not one of the tool's exceptions; it is
+  // required to stay uncaught and end the process abnormally.
   const ProcessResult port = RunVellum({"-p", "-", "setport", "ninety"});
   EXPECT_EQ(port.out, "");
   EXPECT_NE(port.err.find("stoi"), std::string::npos) << port.err;
