@@ -21,7 +21,7 @@ std::string_view TakeUntil(std::string_view& text, std::string_view delimiters) 
   return taken;
 }
 
-// Decimal digits only, of any length: CUPS reads a port with strtol, so
+// Decimal digits only, of any length: CUPS reads a port by its value, so
 // "0000000009100" is port 9100 to it and must be to us, or one such queue
 // would end every look-up that walks past it.
 std::optional<long> ParsePort(std::string_view digits) {
@@ -66,8 +66,11 @@ URI URI::FromString(std::string_view text) {
       if (close == std::string_view::npos) throw invalid();
       uri.host_ = Decode(authority.substr(1, close - 1));
       authority.remove_prefix(close + 1);
-      if (!authority.empty() && !authority.starts_with(':')) throw invalid();
-      if (!authority.empty()) port = authority.substr(1);
+      // Whatever else follows the bracket starts the path, as CUPS reads it.
+      if (authority.starts_with(':'))
+        port = authority.substr(1);
+      else
+        Decode(authority);
     } else {
       const std::size_t portColon = authority.find(':');
       uri.host_ = Decode(authority.substr(0, portColon));

@@ -1,5 +1,6 @@
 #include "printer/uri.h"
 
+#include <cups/cups.h>
 #include <gtest/gtest.h>
 
 #include "core/exception.h"
@@ -24,6 +25,7 @@ TEST(URI, SplitsDeviceURIs) {
       {"socket://printer.example", "socket printer.example -"},
       {"socket://printer:9101/?contimeout=30", "socket printer 9101"},
       {"socket://[fe80::1]:9100", "socket fe80::1 9100"},
+      {"socket://[::1]x", "socket ::1 -"},
       {"socket://user@host%3A1:1", "socket host:1 1"},
       {"ipp://printer.local:631/ipp/print", "ipp printer.local 631"},
       {"usb://TEC%20Corp/B%2FEV4?serial=2K000123", "usb TEC Corp -"},
@@ -42,6 +44,37 @@ TEST(URI, SplitsDeviceURIs) {
       {"usb://TEC/?a#%zz", "Invalid or incomplete escape sequence"},
   };
   for (const auto& [text, parts] : cases) EXPECT_EQ(Parts(text), parts) << text;
+}
+
+// Every device URI that CUPS's own parser accepts, and so can be a queue's,
+// is read to the same host and port (CUPS fills in 9100 for "socket").
+TEST(URI, AcceptsWhatCupsAccepts) {
+  const char* const uris[] = {
+      "socket://127.0.0.1:0000000009100",
+      "socket://h:65535",
+      "socket://[::1]x",
+      "socket://[fe80::1]:9100/",
+      "socket://u:p@h:1",
+      "socket://h",
+      "socket:/x",
+      "socket:x",
+      "socket://h%41:1",
+      "socket://h/a%20b?x=1",
+      "socket://h:00001/",
+      "socket://[::1]",
+  };
+  for (const char* text : uris) {
+    char scheme[256], user[256], host[256], resource[1024];
+    int port = 0;
+    ASSERT_GE(httpSeparateURI(HTTP_URI_CODING_ALL, text, scheme, sizeof scheme, user, sizeof user,
+                              host, sizeof host, &port, resource, sizeof resource),
+              HTTP_URI_STATUS_OK)
+        << text;
+    const URI uri = URI::FromString(text);
+    EXPECT_EQ(uri.Scheme(), scheme) << text;
+    EXPECT_EQ(uri.Host(), host) << text;
+    EXPECT_EQ(uri.Port().value_or(9100), port) << text;
+  }
 }
 
 }  // namespace
