@@ -16,7 +16,8 @@
 namespace {
 
 std::size_t Lines(std::string_view text) {
-  return std::count(text.begin(), text.end(), '\n') + (text.empty() || text.ends_with('\n') ? 0 : 1);
+  return std::count(text.begin(), text.end(), '\n') +
+         (text.empty() || text.ends_with('\n') ? 0 : 1);
 }
 
 }  // namespace
