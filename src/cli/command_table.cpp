@@ -8,23 +8,11 @@
 namespace Corvane::Vellum {
 namespace {
 
-// One line per command; a new command is one more line here.
-// clang-format off
 const std::pair<const char*, void (*)(Printer&, const Arguments&)> kCommands[] = {
-    {"feedlabel",          Commands::FeedLabel},
-    {"getstatus",          Commands::GetStatus},
-    {"rawtpcl",            Commands::RawTPCL},
-    {"setfineadjustments", Commands::SetFineAdjustments},
-    {"setipv4",            Commands::SetIPV4},
-    {"setport",            Commands::SetPort},
-    {"setpostjob",         Commands::SetPostJob},
-    {"setprejob",          Commands::SetPreJob},
-    {"setpostlabel",       Commands::SetPostLabel},
-    {"setprelabel",        Commands::SetPreLabel},
-    {"testlabel",          Commands::TestLabel},
-    {"tpcl",               Commands::TPCL},
+#define VELLUM_COMMAND(name, handler) {#name, Commands::handler},
+#include "cli/commands.def"
+#undef VELLUM_COMMAND
 };
-// clang-format on
 
 CommandTable BuildCommandTable() {
   CommandTable table;

@@ -1,5 +1,6 @@
 #include "cli/entry_point.h"
 
+#include <csignal>
 #include <iostream>
 #include <string>
 
@@ -18,8 +19,8 @@ void WriteUsage(std::ostream& stream, const std::string& programName) {
   stream.flush();
 }
 
-// The prefix stands on a line of its own and the message on the next: a
-// two-line form that scripts reading the error stream rely on.
+// The prefix stands on a line of its own and the message on the next. The
+// two-line form is required: scripts reading the error stream rely on it.
 int Report(const char* prefix, const std::exception& e, int status) {
   std::cerr << prefix << std::endl;
   std::cerr << e.what() << std::endl;
@@ -72,6 +73,12 @@ int RunPrinterlessCommand(const PrinterlessCommand& command, const Arguments& ar
 }
 
 int RunCommandLine(int argc, const char* const argv[], const CommandTable& commands) {
+  // A printer that hangs up during a write, or a file-size limit reached
+  // while a PPD is rewritten, would otherwise end the process by a signal
+  // without a word. Ignored, they make the write fail (EPIPE, EFBIG) and the
+  // failed write reports itself with its message.
+  std::signal(SIGPIPE, SIG_IGN);
+  std::signal(SIGXFSZ, SIG_IGN);
   Arguments arguments;
   if (argc > 0) arguments.assign(argv, argv + argc);
   if (arguments.empty()) {
@@ -82,7 +89,9 @@ int RunCommandLine(int argc, const char* const argv[], const CommandTable& comma
     WriteUsage(std::cerr, arguments[0]);
     return 1;
   }
-  // Only as the sole argument, and on standard error: both kept as they are.
+  // Only as the sole argument, and on standard error. Both are required:
+  // scripts read the version from standard error, and with more arguments
+  // the words are a printer command like any other.
   if (arguments.size() == 2 && arguments[1] == "--version") {
     std::cerr << kVersion << std::endl;
     return 0;

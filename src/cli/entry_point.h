@@ -13,7 +13,9 @@ namespace Corvane::Vellum {
 // [ arguments ]") against the given command table and returns the exit
 // status: 0 on success, 2 when the printer's reply could not be used
 // (ResponseException), 1 for every other reported failure. Exceptions that
-// are not Corvane::Exception are not caught.
+// are not Corvane::Exception are not caught. Sets SIGPIPE and SIGXFSZ to be
+// ignored for the rest of the process, so that a write to a printer that hung
+// up, or past a file-size limit, fails with its own message.
 int RunCommandLine(int argc, const char* const argv[], const CommandTable& commands);
 
 // A command that needs no printer, such as render: recognised only as the

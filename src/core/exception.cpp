@@ -12,8 +12,8 @@ std::string FormatFixed(double value) {
 }
 
 std::string CountMessage(std::size_t given, std::size_t expected, std::size_t optional) {
-  // "arguments" stays plural even for a count of one: the wording is kept as
-  // scripts that parse it have always seen it.
+  // "arguments" stays plural even for a count of one. Required: scripts
+  // match this message word for word.
   std::string message = "Unexpected number of arguments given (" + std::to_string(given) +
                         "). Expected " + std::to_string(expected) + " arguments";
   if (optional > 0) message += " (with " + std::to_string(optional) + " optional arguments)";

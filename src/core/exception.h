@@ -6,19 +6,15 @@
 #pragma once
 
 #include <cstddef>
-#include <exception>
 #include <string>
+
+#include "core/message_exception.h"
 
 namespace Corvane {
 
-class Exception : public std::exception {
- public:
-  explicit Exception(std::string message) : message_(std::move(message)) {}
-  const char* what() const noexcept override { return message_.c_str(); }
-
- private:
-  std::string message_;
-};
+// The root of the tool's tree.
+struct ExceptionTree;
+using Exception = MessageException<ExceptionTree>;
 
 // Declares a subclass that stores its message unchanged.
 #define CORVANE_MESSAGE_EXCEPTION(Name, Base) \

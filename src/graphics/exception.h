@@ -3,19 +3,12 @@
 // failure catch them themselves.
 #pragma once
 
-#include <exception>
-#include <string>
+#include "core/message_exception.h"
 
 namespace Brindle {
 
-class Exception : public std::exception {
- public:
-  explicit Exception(std::string message) : message_(std::move(message)) {}
-  const char* what() const noexcept override { return message_.c_str(); }
-
- private:
-  std::string message_;
-};
+struct ExceptionTree;
+using Exception = Corvane::MessageException<ExceptionTree>;
 
 // Failures of Image operations and of TIFF reading and writing.
 class ImageException : public Exception {

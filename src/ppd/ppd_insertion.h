@@ -4,6 +4,7 @@
 
 #include <filesystem>
 #include <string>
+#include <string_view>
 
 #include "core/arguments.h"
 #include "printer/printer.h"
@@ -13,19 +14,41 @@ namespace Corvane::Vellum::Commands {
 // Where CUPS keeps the PPD file of every queue, as QUEUE.ppd.
 inline const std::filesystem::path kPPDDirectory = "/etc/cups/ppd/";
 
-// Replaces the value of every existing "*TEC<keyword>Insertion String:" or
-// "... File:" line of directory/queue.ppd with `value` and returns the value
-// in its canonical escaped form (what is stored between the quotes).
+// A new insertion line and the value it holds.
+struct Insertion {
+  // *TEC<keyword>Insertion <String|File>: "<escaped value>", no line feed.
+  std::string line;
+  // The value in its canonical escaped form, as stored between the quotes.
+  std::string escapedValue;
+};
+
+// Builds the line that sets the insertion `keyword` ("PreJob", "PostJob",
+// "PreLabel" or "PostLabel") of type `type` ("string" or "file") to `value`,
+// whose backslash escapes are decoded and encoded again. Throws, in this
+// order: InvalidArgumentException "Type must be \"file\" or \"string\"";
+// UnknownEscapeException; InsertionTooLongException when the line exceeds 254
+// bytes.
+Insertion MakeInsertion(const std::string& keyword, const std::string& type,
+                        const std::string& value);
+
+// The PPD text with every existing insertion line of `keyword` (either type
+// word) replaced by `line`; every line of the result ends with a line feed.
+// Throws InsertionNotSetException when there is no such line (a missing
+// insertion is never added), or when a line that begins like one is too long
+// to be examined.
+std::string ReplaceInsertion(std::string_view ppd, const std::string& keyword,
+                             const std::string& line);
+
+// Sets the insertion in directory/queue.ppd and returns the escaped value.
+// Checks first, each leaving the file untouched: those of MakeInsertion,
+// IOException "Unable to read from <path>", then those of ReplaceInsertion.
+// The file is then truncated and rewritten in place, so its permissions and
+// owner stay; a failure after that point is IOException, and the PPD may be
+// damaged (so may it be if the process dies while it writes).
 //
-// `keyword` is "PreJob", "PostJob", "PreLabel" or "PostLabel"; `type` is
-// "string" or "file". Checks, in this order, each leaving the file untouched:
-// InvalidArgumentException "Type must be \"file\" or \"string\"";
-// UnknownEscapeException for an escape the table does not know;
-// InsertionTooLongException when the new line exceeds 254 bytes;
-// IOException "Unable to read from <path>"; InsertionNotSetException when no
-// such line exists (a missing insertion is never added). The file is then
-// truncated and rewritten in place, so its permissions and owner stay; a
-// failure after that point is IOException, and the PPD may be damaged.
+// The file is locked (flock, exclusive) from the read to the end of the
+// write, so that edits by concurrent runs happen one after the other and
+// none is lost; a run waits for the lock as long as another holds it.
 std::string SetInsertion(const std::filesystem::path& directory, const std::string& queue,
                          const std::string& keyword, const std::string& type,
                          const std::string& value);

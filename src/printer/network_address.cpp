@@ -10,12 +10,14 @@
 
 namespace Corvane::Network {
 
-Address Address::FromText(const std::string& text) {
+HostAndService SplitHostAndService(const std::string& text) {
   const std::size_t colon = text.find(':');
   if (colon == std::string::npos) throw AddressException("Expected \"host:port\" format");
-  // Splitting at the first colon means an IPv6 literal cannot be named here.
-  const std::string host = text.substr(0, colon);
-  const std::string service = text.substr(colon + 1);
+  return {text.substr(0, colon), text.substr(colon + 1)};
+}
+
+Address Address::FromText(const std::string& text) {
+  const auto [host, service] = SplitHostAndService(text);
 
   addrinfo hints{};
   hints.ai_flags = 0;
@@ -33,8 +35,9 @@ Address Address::FromText(const std::string& text) {
     return Address();
   }
 
-  // Only the first result is kept: there is deliberately no fallback to the
-  // resolver's further addresses.
+  // Only the first result is kept, with no fallback to the resolver's further
+  // addresses. Required: a name always reaches the same printer, and a failed
+  // connect is reported rather than tried again somewhere else.
   Address address;
   const auto* bytes = reinterpret_cast<const unsigned char*>(results->ai_addr);
   address.bytes_.assign(bytes, bytes + results->ai_addrlen);

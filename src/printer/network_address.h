@@ -8,16 +8,27 @@
 
 namespace Corvane::Network {
 
+// The two halves of a "host:port" text.
+struct HostAndService {
+  std::string host;
+  // A port number or a service name, handed to the resolver as it is.
+  std::string service;
+};
+
+// Splits the text at its first ":", so an IPv6 literal cannot be named this
+// way; either half may be empty. Throws AddressException "Expected
+// \"host:port\" format" when the text is empty or has no ":".
+HostAndService SplitHostAndService(const std::string& text);
+
 class Address {
  public:
   // The empty (invalid) address.
   Address() = default;
 
-  // Splits the text at its first ":" into host and service (a port number or a
-  // service name) and resolves them for a TCP stream. Throws AddressException
-  // "Expected \"host:port\" format" when the text is empty or has no ":". A
-  // resolution failure is not thrown: it writes "Unable to resolve <text>:
-  // <reason>" to standard error and returns the empty address.
+  // Splits the text as SplitHostAndService does (and throws as it does) and
+  // resolves host and service for a TCP stream. A resolution failure is not
+  // thrown: it writes "Unable to resolve <text>: <reason>" to standard error
+  // and returns the empty address.
   static Address FromText(const std::string& text);
 
   // False for the empty address (resolution failed).

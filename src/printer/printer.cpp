@@ -1,11 +1,14 @@
 #include "printer/printer.h"
 
 #include <fcntl.h>
-#include <sys/select.h>
+#include <poll.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <array>
+#include <chrono>
+#include <cstdint>
 #include <cstdio>
 #include <limits>
 #include <utility>
@@ -83,8 +86,9 @@ Printer Printer::FromName(const std::string& name) {
 
   // Each queue's device URI is parsed as the walk reaches it, so a malformed
   // URI of an earlier queue ends the look-up. Without a name the very first
-  // queue is taken whatever its device, even if a later one would do: kept so
-  // that "the first queue" always means the same queue.
+  // queue is taken whatever its device, even if a later one would do. Both
+  // are required: "the first queue" must always mean the queue CUPS lists
+  // first, so that a run without -p never drives some other printer.
   for (const CUPSQueue& queue : ListCUPSQueues()) {
     const URI uri = URI::FromString(queue.deviceURI);
     if (!name.empty() && queue.name != name) continue;
@@ -162,18 +166,18 @@ void Printer::SendStream(std::istream& input) {
 }
 
 void Printer::TimedRead(std::span<unsigned char> buffer, int timeoutMilliseconds) {
+  using Clock = std::chrono::steady_clock;
   EnsureConnected();
-  fd_set readSet;
-  FD_ZERO(&readSet);
-  FD_SET(descriptor_, &readSet);
-  // One time-out for the whole read: select lowers it by the time waited and
-  // it is deliberately handed on unchanged to the next wait.
-  timeval timeout{timeoutMilliseconds / 1000, (timeoutMilliseconds * 1000) % 1000000};
   if (buffer.empty()) return;
+  // One budget for the whole read, not for each wait: every wait gets what
+  // is left of it. poll rather than select, which cannot watch a descriptor
+  // numbered FD_SETSIZE or above.
+  const Clock::time_point deadline = Clock::now() + std::chrono::milliseconds(timeoutMilliseconds);
   std::size_t filled = 0;
   while (filled < buffer.size()) {
-    fd_set ready = readSet;
-    const int result = select(descriptor_ + 1, &ready, nullptr, nullptr, &timeout);
+    const auto left = std::chrono::ceil<std::chrono::milliseconds>(deadline - Clock::now());
+    pollfd ready{descriptor_, POLLIN, 0};
+    const int result = poll(&ready, 1, static_cast<int>(std::max<std::int64_t>(left.count(), 0)));
     if (result < 0) throw IOException("Unable to wait for data from printer");
     if (result == 0) throw IOException("Timed out waiting for data from printer");
     const ssize_t count = read(descriptor_, buffer.data() + filled, buffer.size() - filled);

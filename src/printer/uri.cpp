@@ -1,20 +1,13 @@
 #include "printer/uri.h"
 
 #include <cctype>
-#include <cerrno>
-#include <cstdlib>
+#include <limits>
 
 #include "core/exception.h"
+#include "core/hex.h"
 
 namespace Corvane {
 namespace {
-
-int HexValue(char c) {
-  if (c >= '0' && c <= '9') return c - '0';
-  if (c >= 'a' && c <= 'f') return c - 'a' + 10;
-  if (c >= 'A' && c <= 'F') return c - 'A' + 10;
-  return -1;
-}
 
 bool IsSchemeCharacter(char c) {
   return std::isalnum(static_cast<unsigned char>(c)) || c == '+' || c == '-' || c == '.';
@@ -26,6 +19,20 @@ std::string_view TakeUntil(std::string_view& text, std::string_view delimiters) 
   const std::string_view taken = text.substr(0, end);
   text.remove_prefix(taken.size());
   return taken;
+}
+
+// Decimal digits only, of any length: CUPS reads a port by its value, so
+// "0000000009100" is port 9100 to it and must be to us, or one such queue
+// would end every look-up that walks past it.
+std::optional<long> ParsePort(std::string_view digits) {
+  constexpr long kLargest = std::numeric_limits<long>::max();
+  long value = 0;
+  for (char c : digits) {
+    if (!std::isdigit(static_cast<unsigned char>(c))) return std::nullopt;
+    const int digit = c - '0';
+    value = value > (kLargest - digit) / 10 ? kLargest : value * 10 + digit;
+  }
+  return value;
 }
 
 }  // namespace
@@ -49,7 +56,7 @@ URI URI::FromString(std::string_view text) {
     std::string_view authority = TakeUntil(rest, "/?#");
     const std::size_t at = authority.rfind('@');
     if (at != std::string_view::npos) {
-      uri.userInfo_ = Decode(authority.substr(0, at));
+      Decode(authority.substr(0, at));
       authority.remove_prefix(at + 1);
     }
     std::string_view port;
@@ -59,30 +66,25 @@ URI URI::FromString(std::string_view text) {
       if (close == std::string_view::npos) throw invalid();
       uri.host_ = Decode(authority.substr(1, close - 1));
       authority.remove_prefix(close + 1);
-      if (!authority.empty() && !authority.starts_with(':')) throw invalid();
-      if (!authority.empty()) port = authority.substr(1);
+      // Whatever else follows the bracket starts the path, as CUPS reads it.
+      if (authority.starts_with(':'))
+        port = authority.substr(1);
+      else
+        Decode(authority);
     } else {
       const std::size_t portColon = authority.find(':');
       uri.host_ = Decode(authority.substr(0, portColon));
       if (portColon != std::string_view::npos) port = authority.substr(portColon + 1);
     }
     if (!port.empty()) {
-      if (port.size() > 9) throw invalid();
-      long value = 0;
-      for (char c : port) {
-        if (!std::isdigit(static_cast<unsigned char>(c))) throw invalid();
-        value = value * 10 + (c - '0');
-      }
-      uri.port_ = value;
+      uri.port_ = ParsePort(port);
+      if (!uri.port_) throw invalid();
     }
   }
 
-  uri.path_ = Decode(TakeUntil(rest, "?#"));
-  if (rest.starts_with('?')) {
-    rest.remove_prefix(1);
-    uri.query_ = Decode(TakeUntil(rest, "#"));
-  }
-  if (rest.starts_with('#')) uri.fragment_ = Decode(rest.substr(1));
+  // Path, query and fragment: only their escapes are checked, and no escape
+  // can run across a delimiter, so they are checked in one piece.
+  Decode(rest);
   return uri;
 }
 
@@ -94,29 +96,13 @@ std::string URI::Decode(std::string_view text) {
       decoded += text[i];
       continue;
     }
-    const int high = i + 1 < text.size() ? HexValue(text[i + 1]) : -1;
-    const int low = i + 2 < text.size() ? HexValue(text[i + 2]) : -1;
+    const int high = i + 1 < text.size() ? HexDigitValue(text[i + 1]) : -1;
+    const int low = i + 2 < text.size() ? HexDigitValue(text[i + 2]) : -1;
     if (high < 0 || low < 0) throw URIDecodeException("Invalid or incomplete escape sequence");
     decoded += static_cast<char>(high * 16 + low);
     i += 2;
   }
   return decoded;
-}
-
-std::string URI::Encode(std::string_view text) {
-  static constexpr char kDigits[] = "0123456789ABCDEF";
-  std::string encoded;
-  for (char c : text) {
-    const auto byte = static_cast<unsigned char>(c);
-    if (byte <= 0x20 || byte >= 0x7F || kReserved.find(c) != std::string_view::npos) {
-      encoded += '%';
-      encoded += kDigits[byte >> 4];
-      encoded += kDigits[byte & 0x0F];
-    } else {
-      encoded += c;
-    }
-  }
-  return encoded;
 }
 
 }  // namespace Corvane

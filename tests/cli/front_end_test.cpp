@@ -2,6 +2,7 @@
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <poll.h>
+#include <sys/select.h>
 #include <termios.h>
 #include <unistd.h>
 
@@ -83,6 +84,13 @@ TEST(FrontEnd, CommandsOnStandardOutput) {
        "{IS;1,09100|}\n"},
       {{"setipv4", "172.16.0.1/20", "172.16.0.254"},
        "{IP;2,172,016,000,001|}\n{IP;3,255,255,240,000|}\n{IP;4,172,016,000,254|}\n"},
+      // Numbers count by value, leading zeros or not.
+      {{"setipv4", "0001.2.3.4/024", "000192.168.0.0001"},
+       "{IP;2,001,002,003,004|}\n{IP;3,255,255,255,000|}\n{IP;4,192,168,000,001|}\n"},
+      {{"setipv4", "10.0.0.1/0000000000032", "0.0.0.0"},
+       "{IP;2,010,000,000,001|}\n{IP;3,255,255,255,255|}\n{IP;4,000,000,000,000|}\n"},
+      {{"setipv4", "10.0.0.1/0", "10.0.0.0"},
+       "{IP;2,010,000,000,001|}\n{IP;3,000,000,000,000|}\n{IP;4,010,000,000,000|}\n"},
   };
   const std::pair<std::vector<std::string>, std::string> refused[] = {
       {{"testlabel"}, "Test labels not implemented yet"},
@@ -101,6 +109,12 @@ TEST(FrontEnd, CommandsOnStandardOutput) {
        "Argument \"backfeed\" out of range (10.000000). Min = -9.900000, max = 9.900000"},
       {{"setipv4", "192.168.10.5", "192.168.10.1"}, kIP},
       {{"setipv4", "192.168.10.256/24", "192.168.10.1"}, kIP},
+      {{"setipv4", "192.168.10.00000000000256/24", "192.168.10.1"}, kIP},
+      {{"setipv4", "192.168.10.5/33", "192.168.10.1"}, kIP},
+      {{"setipv4", "192.168.10.5/00000000033", "192.168.10.1"}, kIP},
+      {{"setipv4", "192.168.10.5/", "192.168.10.1"}, kIP},
+      {{"setipv4", "192.168..5/24", "192.168.10.1"}, kIP},
+      {{"setipv4", "192.168.10.5.1/24", "192.168.10.1"}, kIP},
       {{"setipv4", "192.168.10.5/24", "gateway"},
        "Invalid value for argument \"gw\": Invalid IP address format"},
   };
@@ -108,12 +122,64 @@ TEST(FrontEnd, CommandsOnStandardOutput) {
   for (const auto& [command, message] : refused)
     Check(OnStdout(command), "", kStdout + Unexpected(message), 1);
   Check({"-p", "-", "rawtpcl"}, "{C|}\n{WS|}\n", kStdout, 0, "{C|}\n{WS|}\n");
-  // The standard conversion error is not one of the tool's exceptions and is
-  // deliberately not caught.
+  // The standard conversion error is not one of the tool's exceptions; it is
+  // required to stay uncaught and end the process abnormally.
   const ProcessResult port = RunVellum({"-p", "-", "setport", "ninety"});
   EXPECT_EQ(port.out, "");
   EXPECT_NE(port.err.find("stoi"), std::string::npos) << port.err;
   EXPECT_GT(port.status, 128);
+}
+
+// Standard input that cannot be read (a directory) is an error, not an
+// empty job.
+TEST(FrontEnd, RawTPCLReportsAReadErrorOnStandardInput) {
+  const ProcessResult result = RunProcess(
+      VellumCommandLine({"-p", "-", "rawtpcl"}, {"/bin/sh", "-c", "exec \"$@\" < /", "sh"}),
+      kNoCupsServer);
+  EXPECT_EQ(result.out, "");
+  EXPECT_EQ(result.err, kStdout + Unexpected("Unexpected read error before end of input"));
+  EXPECT_EQ(result.status, 1);
+}
+
+// Started with more descriptors open than select can watch, vellum gets a
+// socket numbered above FD_SETSIZE and must still wait for the reply on it.
+TEST(FrontEnd, GetStatusOnADescriptorBeyondTheSelectLimit) {
+  if (!AllowDescriptorsUpTo(FD_SETSIZE + 64)) GTEST_SKIP() << "descriptor limit too low";
+  // Inherited by the child, which then gets the lowest free numbers. Opened
+  // first, so that no descriptor closed at exec (the stand-in's) leaves a
+  // lower number free.
+  std::vector<int> held{open("/dev/null", O_RDONLY)};
+  while (held.back() >= 0 && held.back() < FD_SETSIZE + 8) held.push_back(dup(held.front()));
+  ASSERT_GE(held.back(), 0);
+  PrinterStandIn printer({StatusReply("0600990")});
+  const ProcessResult result = RunVellum({"-n", printer.NetworkName(), "getstatus"});
+  for (int descriptor : held) close(descriptor);
+  EXPECT_EQ(result.out, "Status code: 6\nRemaining count: 99\n");
+  EXPECT_EQ(result.err, "Printer: " + printer.NetworkName() + "\n");
+  EXPECT_EQ(result.status, 0);
+  EXPECT_EQ(printer.Received(), "{WS|}\n");
+}
+
+// A printer that goes away in the middle of a job: the failed write is
+// reported, the process is not killed by SIGPIPE.
+TEST(FrontEnd, PrinterHangingUpMidJobIsAFailedWrite) {
+  const std::string job = "{WS|}\n" + std::string(16 << 20, 'x');
+  // Standard output as the printer, a pipe whose reader has left.
+  const ProcessResult piped = RunProcess(
+      VellumCommandLine({"-p", "-", "rawtpcl"},
+                        {"/bin/bash", "-c", "\"$@\" | true; exit ${PIPESTATUS[0]}", "bash"}),
+      kNoCupsServer, job);
+  EXPECT_EQ(piped.err, kStdout + Unexpected("Unable to write to device"));
+  EXPECT_EQ(piped.status, 1);
+  // A network printer that closes the connection once it has answered; the
+  // write in progress then fails whole or in part.
+  PrinterStandIn printer({StatusReply("0600990")}, true);
+  const ProcessResult network =
+      RunVellum({"-n", printer.NetworkName(), "rawtpcl"}, kNoCupsServer, job);
+  EXPECT_TRUE(network.err.starts_with("Printer: " + printer.NetworkName() +
+                                      "\nAn unexpected error has occurred: \nUnable to write"))
+      << network.err;
+  EXPECT_EQ(network.status, 1);
 }
 
 TEST(FrontEnd, PseudoTerminalReceivesTheBytes) {

@@ -14,19 +14,24 @@ namespace Vellum::Testing {
 // A CUPS server that does not exist: every CUPS look-up gets no reply.
 inline const Environment kNoCupsServer = {{"CUPS_SERVER", "/nonexistent/vellum-test.sock"}};
 
+// The command line that runs the binary with the arguments, appended to
+// `prefix`. A cross build runs the binary under an emulator, whose command
+// line it hands over in VELLUM_EMULATOR.
+inline std::vector<std::string> VellumCommandLine(const std::vector<std::string>& arguments,
+                                                  std::vector<std::string> prefix = {}) {
+  if (const char* emulator = std::getenv("VELLUM_EMULATOR")) {
+    std::istringstream words(emulator);
+    for (std::string word; words >> word;) prefix.push_back(word);
+  }
+  prefix.push_back(VELLUM_BINARY);
+  prefix.insert(prefix.end(), arguments.begin(), arguments.end());
+  return prefix;
+}
+
 inline ProcessResult RunVellum(const std::vector<std::string>& arguments,
                                const Environment& environment = kNoCupsServer,
                                const std::string& input = "") {
-  // A cross build runs the binary under an emulator, whose command line it
-  // hands over in VELLUM_EMULATOR.
-  std::vector<std::string> argv;
-  if (const char* emulator = std::getenv("VELLUM_EMULATOR")) {
-    std::istringstream words(emulator);
-    for (std::string word; words >> word;) argv.push_back(word);
-  }
-  argv.push_back(VELLUM_BINARY);
-  argv.insert(argv.end(), arguments.begin(), arguments.end());
-  return RunProcess(argv, environment, input);
+  return RunProcess(VellumCommandLine(arguments), environment, input);
 }
 
 // A whole file, such as one the binary wrote.

@@ -1,9 +1,12 @@
 #!/usr/bin/env bash
 # Runs the vellum completion function on typed command lines, the way bash
 # calls it on <Tab>, and compares the candidates it offers.
-# Usage: completion_test.sh path/to/completion/vellum
+# Usage: completion_test.sh path/to/completion/vellum "command names"
+# The names are those of the binary's command table, from its one list.
 set -u
 completion=$(realpath "$1")
+commands=$(printf '%s\n' $2 | LC_ALL=C sort | xargs)
+[[ -n $commands ]] || { echo "no command names given" >&2; exit 1; }
 work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
 
@@ -39,18 +42,25 @@ complete_line()
     echo ${sorted}
 }
 
-commands="feedlabel getstatus rawtpcl setfineadjustments setipv4 setport setpostjob setpostlabel setprejob setprelabel testlabel tpcl"
+# The words of a sorted list that begin with the prefix.
+starting()
+{
+    local word
+    for word in $2; do [[ $word == "$1"* ]] && echo "$word"; done | xargs
+}
+
+first_words=$(printf '%s\n' -p -n --help --version render $commands | LC_ALL=C sort | xargs)
 cases=(
     # typed line                                      | expected candidates
-    "vellum "                                         "--help --version -n -p feedlabel getstatus rawtpcl render setfineadjustments setipv4 setport setpostjob setpostlabel setprejob setprelabel testlabel tpcl"
-    "vellum set"                                      "setfineadjustments setipv4 setport setpostjob setpostlabel setprejob setprelabel"
-    "vellum r"                                        "rawtpcl render"
+    "vellum "                                         "$first_words"
+    "vellum set"                                      "$(starting set "$commands")"
+    "vellum r"                                        "$(starting r "$first_words")"
     "vellum -p "                                      "- Office_TEC Warehouse Warehouse_B"
     "vellum -p Ware"                                  "Warehouse Warehouse_B"
     "vellum -p /dev/nu"                               "/dev/null"
     "vellum -n "                                      ""
     "vellum -p Office_TEC "                           "$commands"
-    "vellum -p Office_TEC get"                        "getstatus"
+    "vellum -p Office_TEC get"                        "$(starting get "$commands")"
     "vellum -n printer:9100 f"                        "feedlabel"
     "vellum -n printer:9100 feedlabel "               "cut reflective strip transmissive withribbon"
     "vellum feedlabel cut "                           "cut reflective strip transmissive withribbon"

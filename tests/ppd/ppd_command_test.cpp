@@ -59,6 +59,19 @@ TEST(InsertionCommands, RewriteTheQueuesPPD) {
     }
     EXPECT_EQ(ReadFile(ppd), expected) << c.arguments[0];
   }
+
+  // A file-size limit (512 bytes) reached during the rewrite: the write fails
+  // with its warning instead of the process dying of SIGXFSZ, and the PPD is
+  // left cut short, as the warning says.
+  const ProcessResult limited =
+      RunProcess(VellumCommandLine({"-p", queue, "setprejob", "string", "x"},
+                                   {"/bin/sh", "-c", "ulimit -f 1; exec \"$@\"", "sh"}),
+                 cups.ClientEnvironment());
+  EXPECT_EQ(limited.err, printerLine + Unexpected("Unable to write to " + ppd.string() +
+                                                  ". WARNING: Re-install printer to avoid using "
+                                                  "a possibly corrupt PPD"));
+  EXPECT_EQ(limited.status, 1);
+  EXPECT_LT(fs::file_size(ppd), expected.size());
 }
 
 }  // namespace

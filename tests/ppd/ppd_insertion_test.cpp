@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 #include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
 #include <filesystem>
 #include <fstream>
@@ -49,6 +51,7 @@ TEST_F(PPDInsertion, RewritesMatchingLinesOnlyOrRefusesInOrder) {
   const std::string line = "*TECPreJobInsertion String: \"", old = line + "a\"\n";
   const std::string fits(254 - line.size() - 1, 'A');
   const std::string tooLong = "Insertion is too long (length is 255, maximum length is 255).";
+  const std::string huge(60000, 'h');
   const struct {
     std::string before, type, value, printed, after;
   } cases[] = {
@@ -75,6 +78,16 @@ TEST_F(PPDInsertion, RewritesMatchingLinesOnlyOrRefusesInOrder) {
       {"*TECPreJobInsertionString: \"x\"\n", "string", "x", kNotSet, ""},
       {"*TECPreJobInsertion Text: \"x\"\n", "string", "x", kNotSet, ""},
       {"*TECPreJobInsertion String: \"x\"\r\n", "string", "x", kNotSet, ""},
+      // A line of tens of thousands of characters: never examined when it
+      // cannot be an insertion, refused when it could be.
+      {"*cupsLong: \"" + huge + "\"\n" + old, "string", "v", "v",
+       "*cupsLong: \"" + huge + "\"\n" + line + "v\"\n"},
+      {line + std::string(1024 - line.size() - 1, ' ') + "\"\n", "string", "v", "v",
+       line + "v\"\n"},
+      {old + line + huge + "\"\n", "string", "v",
+       "Insertion could not be set: line 2 is too long to be read (length is 60030)", ""},
+      {"*TECPreJobInsertion" + std::string(60000, ' ') + "String: \"x\"\n", "string", "v",
+       "Insertion could not be set: line 1 is too long to be read (length is 60030)", ""},
   };
   for (const auto& c : cases) {
     EXPECT_EQ(Set(c.before, c.type, c.value), c.printed) << c.before;
@@ -83,6 +96,41 @@ TEST_F(PPDInsertion, RewritesMatchingLinesOnlyOrRefusesInOrder) {
   EXPECT_EQ(Set("", "string", "x"), kNotSet);
   fs::remove(path_);
   EXPECT_THROW(SetInsertion(directory_, "Queue", "PreJob", "string", "x"), IOException);
+}
+
+// Two processes editing one PPD at the same time, as two administrators'
+// scripts might: each edit waits for the other, so no line is lost and the
+// last value of each insertion is the one stored.
+TEST_F(PPDInsertion, ConcurrentEditsAreAllKept) {
+  // Large enough that a read and a rewrite take long enough to overlap.
+  std::string filler;
+  for (int i = 0; i < 3000; ++i)
+    filler += "*cupsFiller" + std::to_string(i) + ": \"" + std::string(60, 'x') + "\"\n";
+  const auto ppd = [&](const std::string& pre, const std::string& post) {
+    return "*PPD-Adobe: \"4.3\"\n" + filler + "*TECPreJobInsertion String: \"" + pre + "\"\n" +
+           filler + "*TECPostJobInsertion String: \"" + post + "\"\n" + filler;
+  };
+  std::ofstream(path_, std::ios::binary) << ppd("", "");
+  const auto edit = [&](const std::string& keyword) {
+    const pid_t child = fork();
+    if (child != 0) return child;
+    int failures = 0;
+    for (int i = 0; i < 60; ++i) {
+      try {
+        SetInsertion(directory_, "Queue", keyword, "string", keyword + std::to_string(i));
+      } catch (const Exception&) {
+        ++failures;
+      }
+    }
+    _exit(failures == 0 ? 0 : 1);
+  };
+  const pid_t children[] = {edit("PreJob"), edit("PostJob")};
+  for (const pid_t child : children) {
+    int status = -1;
+    ASSERT_EQ(waitpid(child, &status, 0), child);
+    EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0) << status;
+  }
+  EXPECT_TRUE(Read() == ppd("PreJob59", "PostJob59"));
 }
 
 TEST_F(PPDInsertion, RewriteKeepsPermissionsOwnershipAndInode) {

@@ -1,6 +1,7 @@
 #include "support/process.h"
 
 #include <fcntl.h>
+#include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -59,6 +60,16 @@ ProcessResult RunProcess(const std::vector<std::string>& argv, const Environment
   }
   return {ReadAndClose(out), ReadAndClose(err),
           WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status)};
+}
+
+bool AllowDescriptorsUpTo(int highest) {
+  rlimit limit{};
+  if (getrlimit(RLIMIT_NOFILE, &limit) != 0) return false;
+  const auto wanted = static_cast<rlim_t>(highest) + 1;
+  if (limit.rlim_cur >= wanted) return true;
+  if (limit.rlim_max != RLIM_INFINITY && limit.rlim_max < wanted) return false;
+  limit.rlim_cur = wanted;
+  return setrlimit(RLIMIT_NOFILE, &limit) == 0;
 }
 
 }  // namespace Vellum::Testing

@@ -22,4 +22,9 @@ using Environment = std::vector<std::pair<std::string, std::string>>;
 ProcessResult RunProcess(const std::vector<std::string>& argv, const Environment& environment = {},
                          const std::string& input = "");
 
+// Raises this process's soft limit on open descriptors, within the hard
+// limit, so that descriptors up to `highest` can be opened; children inherit
+// it. False when the hard limit is too low.
+bool AllowDescriptorsUpTo(int highest);
+
 }  // namespace Vellum::Testing

@@ -2,19 +2,12 @@
 // the graphics library's.
 #pragma once
 
-#include <exception>
-#include <string>
+#include "core/message_exception.h"
 
 namespace Ashgrove {
 
-class Exception : public std::exception {
- public:
-  explicit Exception(std::string message) : message_(std::move(message)) {}
-  const char* what() const noexcept override { return message_.c_str(); }
-
- private:
-  std::string message_;
-};
+struct ExceptionTree;
+using Exception = Corvane::MessageException<ExceptionTree>;
 
 // The input ran out where a bit reader needed more.
 class IOException : public Exception {
