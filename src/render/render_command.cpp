@@ -81,15 +81,40 @@ std::uint64_t Dots(std::uint64_t resolution, std::uint64_t tenths) {
 
 void SkipLine(std::istream& in) { in.ignore(std::numeric_limits<std::streamsize>::max(), '\n'); }
 
+// The longest line the label-size pattern can match is 26 bytes; anything
+// longer is certainly something else.
+constexpr std::size_t kLongestLabelSizeLine = 32;
+
+// Reads one line (without its line feed) the way std::getline does, but keeps
+// at most `limit` bytes of it: a longer line is consumed without being stored
+// and comes back as `tooLong`, so a job that never ends a line (cat /dev/zero)
+// is read in bounded memory. False when the input ends before any byte.
+bool ReadShortLine(std::istream& in, std::string& line, std::size_t limit, bool& tooLong) {
+  line.clear();
+  tooLong = false;
+  for (;;) {
+    const int c = in.get();
+    if (c == std::char_traits<char>::eof()) return !line.empty();
+    if (c == '\n') return true;
+    if (line.size() == limit) {
+      tooLong = true;
+      in.ignore(std::numeric_limits<std::streamsize>::max(), '\n');
+      return true;
+    }
+    line.push_back(static_cast<char>(c));
+  }
+}
+
 // Finds the label-size command and makes the canvas from it. Only whole lines
 // that match are taken; everything before, graphics included, is skipped.
 Brindle::Bitmap ReadLabelSize(std::istream& in, unsigned resolution) {
   static const std::regex kLabelSize("^\\{D(\\d{4,5}),(\\d{4}),(\\d{4,5})(,(\\d{4}))?\\|\\}\r?");
   std::string line;
   std::smatch match;
-  while (std::getline(in, line)) {
+  bool tooLong = false;
+  while (ReadShortLine(in, line, kLongestLabelSizeLine, tooLong)) {
     // Cheap test first: lines of graphics data can be long and are never it.
-    if (line.size() > 32 || line.compare(0, 2, "{D") != 0) continue;
+    if (tooLong || line.compare(0, 2, "{D") != 0) continue;
     if (!std::regex_match(line, match, kLabelSize)) continue;
     const int pitch = std::stoi(match[1].str());
     const int width = std::stoi(match[2].str());
