@@ -94,18 +94,37 @@ void Session::Close(const std::string& reason) {
     Refuse("", "a job that was never issued was dropped (" +
                    std::to_string(record_.size()) + " bytes since the last label)");
   }
+  FlushRepeats();
   log_.Write({"connection", connection_, "", reason});
 }
 
 std::string Session::Log(const std::string& command, const std::string& message) {
+  FlushRepeats();
   const std::string line = log_.Write({"command", connection_, command, message});
   if (jobLog_.size() < kJobLogLines) jobLog_.push_back(line);
   return line;
 }
 
 void Session::Refuse(const std::string& command, const std::string& message) {
+  // A stream of the same fault (a flood of "{", say) is one line and a count,
+  // not a flood of lines.
+  if (command.empty() && message == lastRefusal_) {
+    ++repeats_;
+    return;
+  }
+  FlushRepeats();
   const std::string line = log_.Write({"refused", connection_, command, message});
   if (jobLog_.size() < kJobLogLines) jobLog_.push_back(line);
+  lastRefusal_ = command.empty() ? message : "";
+}
+
+void Session::FlushRepeats() {
+  if (repeats_ > 0) {
+    log_.Write({"refused", connection_, "",
+                "the same again " + std::to_string(repeats_) + (repeats_ == 1 ? " time" : " times")});
+  }
+  repeats_ = 0;
+  lastRefusal_.clear();
 }
 
 void Session::AppendRecord(std::uint64_t end) {

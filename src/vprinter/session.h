@@ -74,6 +74,7 @@ class Session {
   void Command(std::string_view body, std::uint64_t end);
   void Graphics(TPCL::GraphicsCommand& graphics);
   void Refuse(const std::string& command, const std::string& message);
+  void FlushRepeats();
   // Both return the line as logged.
   std::string Log(const std::string& command, const std::string& message);
 
@@ -112,6 +113,8 @@ class Session {
   std::span<const unsigned char> chunk_;
   std::uint64_t chunkStart_ = 0;
   std::vector<std::string> jobLog_;
+  std::string lastRefusal_;  // the last refusal without a command, while it repeats
+  std::uint64_t repeats_ = 0;
   std::string replies_;
 };
 
