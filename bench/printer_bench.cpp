@@ -2,13 +2,15 @@
 // the same bytes, in the same run: received MB/s and labels/s, and their
 // ratio. Run: build/bench/vellum_printer_bench [DIR]; the labels are written
 // under DIR (default: /dev/shm when it exists, so that the figures are the
-// program's and not the disk's).
+// program's and not the disk's). VELLUM_BENCH_FILTER=TEXT runs only the
+// cases whose names hold TEXT.
 #include <arpa/inet.h>
 #include <netinet/in.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
 #include <chrono>
+#include <cstdlib>
 #include <cstdio>
 #include <filesystem>
 #include <fstream>
@@ -162,7 +164,9 @@ int main(int argc, char** argv) {
   std::printf("labels written under %s\n", base.c_str());
   std::printf("%-44s %10s %10s %10s %8s %10s\n", "case", "sink MB/s", "ours MB/s", "labels/s",
               "ratio", "goal");
+  const char* filter = std::getenv("VELLUM_BENCH_FILTER");
   for (const Case& c : cases) {
+    if (filter != nullptr && std::string(c.name).find(filter) == std::string::npos) continue;
     const std::string stream = Repeated(c.job, c.jobsPerConnection);
     const double megabytes = static_cast<double>(stream.size()) * c.connections / 1e6;
     const std::uint64_t labels = static_cast<std::uint64_t>(c.jobsPerConnection) * c.connections;

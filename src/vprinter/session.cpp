@@ -147,6 +147,9 @@ std::shared_ptr<const std::string> Session::TakeRecord(std::uint64_t end) {
   std::shared_ptr<const std::string> record;
   if (!recordDropped_) record = std::make_shared<const std::string>(std::move(record_));
   record_ = std::string();
+  // Jobs on one connection tend to be alike: room for one like the last one
+  // spares the copies of growing a large record step by step.
+  if (record) record_.reserve(std::min<std::size_t>(record->size(), options_.maxJobBytes));
   recordDropped_ = false;
   return record;
 }
