@@ -121,6 +121,8 @@ Server::~Server() {
 void Server::Log(const std::string& message) { log_.Write({"server", 0, "", message}); }
 
 void Server::Start() {
+  // The address first: a printer that cannot listen leaves no files behind.
+  listener_ = Listen(options_.host, options_.port, port_);
   std::uint64_t next = 0;
   try {
     next = files_.Prepare();
@@ -136,7 +138,6 @@ void Server::Start() {
   statusFileText_ = code;
   WriteFileAtomically(options_.output / "status", statusFileText_);
 
-  listener_ = Listen(options_.host, options_.port, port_);
   epoll_ = epoll_create1(EPOLL_CLOEXEC);
   Control(epoll_, EPOLL_CTL_ADD, listener_, EPOLLIN, kListenerTag);
   Control(epoll_, EPOLL_CTL_ADD, wake_, EPOLLIN, kWakeTag);
@@ -215,7 +216,8 @@ void Server::Run() {
   queue_->Finish();
   if (web_) web_->Stop();
   state_.WriteStateFile();
-  Log("stopped after printing " + std::to_string(state_.Printed()) + " labels");
+  const std::uint64_t printed = state_.Printed();
+  Log("stopped after printing " + std::to_string(printed) + (printed == 1 ? " label" : " labels"));
 }
 
 void Server::Accept() {
