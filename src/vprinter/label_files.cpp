@@ -98,7 +98,10 @@ std::vector<std::string> LabelFiles::Write(const LabelJob& job) const {
     write(base + ".tif", tiff.str());
   }
   if (job.image && options_.png) write(base + ".png", EncodePNG(*job.image, options_.dotsPerInch));
-  if (job.record) write(base + ".prn", *job.record);
+  if (job.record) {
+    write(base + ".prn", std::string_view(reinterpret_cast<const char*>(job.record->data()),
+                                          job.record->size()));
+  }
   return written;
 }
 

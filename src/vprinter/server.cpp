@@ -28,8 +28,6 @@ constexpr std::uint64_t kWakeTag = 2;
 constexpr std::uint64_t kSignalTag = 3;
 constexpr std::uint64_t kFirstConnection = 16;
 
-// Bytes read from a connection at a time.
-constexpr std::size_t kReadSize = 256 * 1024;
 // A client that lets this many reply bytes pile up is not reading them.
 constexpr std::size_t kMaxUnsent = 1 << 20;
 
@@ -268,11 +266,11 @@ void Server::Read(std::uint64_t id, Connection& connection) {
     Watch(id, connection);
     return;
   }
-  static thread_local std::vector<unsigned char> buffer(kReadSize);
-  const ssize_t n = recv(connection.fd, buffer.data(), buffer.size(), 0);
+  // Straight into the job's record: the bytes are copied once, by the kernel.
+  const std::span<unsigned char> space = connection.session->ReceiveSpace(Session::kReadSize);
+  const ssize_t n = recv(connection.fd, space.data(), space.size(), 0);
+  const std::string replies = connection.session->Received(n > 0 ? static_cast<std::size_t>(n) : 0);
   if (n > 0) {
-    const std::string replies =
-        connection.session->Receive({buffer.data(), static_cast<std::size_t>(n)});
     if (!replies.empty()) Send(id, connection, replies);
   } else if (n == 0) {
     Drop(id, "connection closed by the client");

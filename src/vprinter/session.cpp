@@ -77,12 +77,48 @@ Session::Session(std::uint64_t connection, PrinterState& state, LabelSink& sink,
       labelSize_(state.LastLabelSize()) {}
 
 std::string Session::Receive(std::span<const unsigned char> bytes) {
-  chunk_ = bytes;
+  const std::span<unsigned char> space = ReceiveSpace(bytes.size());
+  std::copy(bytes.begin(), bytes.end(), space.begin());
+  return Received(bytes.size());
+}
+
+std::span<unsigned char> Session::ReceiveSpace(std::size_t want) {
+  JobBytes& target = recordDropped_ ? scratch_ : record_;
+  if (recordDropped_) scratch_.clear();
+  spaceStart_ = target.size();
+  target.resize(spaceStart_ + want);
+  return {target.data() + spaceStart_, want};
+}
+
+std::string Session::Received(std::size_t count) {
+  JobBytes& target = recordDropped_ ? scratch_ : record_;
+  target.resize(spaceStart_ + count);
+  chunk_ = {target.data() + spaceStart_, count};
   chunkStart_ = reader_.Offset();
+  recordTaken_ = false;
   replies_.clear();
+  if (!recordDropped_ && record_.size() > options_.maxJobBytes) {
+    // The piece is read from where it lies; the record itself is let go.
+    holding_.push_back(std::make_shared<const JobBytes>(std::move(record_)));
+    record_ = JobBytes();
+    recordDropped_ = true;
+    Refuse("", "the job is over " + std::to_string(options_.maxJobBytes) +
+                   " bytes; its raw bytes are not kept");
+  }
   Listener listener(*this);
-  reader_.Feed(bytes, listener);
-  AppendRecord(chunkStart_ + bytes.size());
+  reader_.Feed(chunk_, listener);
+  if (recordTaken_) {
+    // What follows the last job issued in this piece starts the next record.
+    const auto from = static_cast<std::size_t>(recordStart_ - chunkStart_);
+    JobBytes next;
+    // Jobs on one connection tend to be alike: room for one like the last one,
+    // and a read beyond it, spares the copies of growing a large record.
+    next.reserve(std::min<std::size_t>(std::max(lastRecordSize_, count - from), options_.maxJobBytes) +
+                 kReadSize);
+    next.insert(next.end(), chunk_.begin() + static_cast<std::ptrdiff_t>(from), chunk_.end());
+    record_ = std::move(next);
+  }
+  holding_.clear();
   chunk_ = {};
   return std::move(replies_);
 }
@@ -127,30 +163,29 @@ void Session::FlushRepeats() {
   lastRefusal_.clear();
 }
 
-void Session::AppendRecord(std::uint64_t end) {
-  if (end > recordedUpTo_) {
-    const auto from = static_cast<std::size_t>(recordedUpTo_ - chunkStart_);
-    const auto to = static_cast<std::size_t>(end - chunkStart_);
-    if (!recordDropped_ && record_.size() + (to - from) > options_.maxJobBytes) {
-      recordDropped_ = true;
-      record_ = std::string();
-      Refuse("", "the job is over " + std::to_string(options_.maxJobBytes) +
-                     " bytes; its raw bytes are not kept");
-    }
-    if (!recordDropped_) record_.append(reinterpret_cast<const char*>(chunk_.data()) + from, to - from);
-    recordedUpTo_ = end;
+std::shared_ptr<const JobBytes> Session::TakeRecord(std::uint64_t end) {
+  std::shared_ptr<const JobBytes> record;
+  if (recordDropped_) {
+    // Nothing was kept of this job.
+  } else if (!recordTaken_) {
+    // The record holds everything since its start, this whole piece included:
+    // cut it at the end of the job. Shrinking moves and writes nothing, so the
+    // rest of the piece is still read from it, held until the piece is done.
+    JobBytes taken = std::move(record_);
+    record_ = JobBytes();
+    taken.resize(static_cast<std::size_t>(end - recordStart_));
+    record = std::make_shared<const JobBytes>(std::move(taken));
+    holding_.push_back(record);
+  } else {
+    // A later job within the same piece: its bytes are a part of the piece.
+    const auto from = static_cast<std::ptrdiff_t>(recordStart_ - chunkStart_);
+    const auto to = static_cast<std::ptrdiff_t>(end - chunkStart_);
+    record = std::make_shared<const JobBytes>(chunk_.begin() + from, chunk_.begin() + to);
   }
-}
-
-std::shared_ptr<const std::string> Session::TakeRecord(std::uint64_t end) {
-  AppendRecord(end);
-  std::shared_ptr<const std::string> record;
-  if (!recordDropped_) record = std::make_shared<const std::string>(std::move(record_));
-  record_ = std::string();
-  // Jobs on one connection tend to be alike: room for one like the last one
-  // spares the copies of growing a large record step by step.
-  if (record) record_.reserve(std::min<std::size_t>(record->size(), options_.maxJobBytes));
+  recordTaken_ = true;
   recordDropped_ = false;
+  recordStart_ = end;
+  if (record) lastRecordSize_ = record->size();
   return record;
 }
 
@@ -306,8 +341,9 @@ void Session::Feed(const std::string& shown, std::string_view body) {
   }
   // The fed label's own record is the feed command alone; the job around it
   // goes on.
+  const std::string frame = "{" + std::string(body) + "|}";
   sink_.Submit({number, connection_, "fed blank label", image,
-                std::make_shared<const std::string>("{" + std::string(body) + "|}"),
+                std::make_shared<const JobBytes>(frame.begin(), frame.end()),
                 std::make_shared<const std::vector<std::string>>(1, line)});
 }
 

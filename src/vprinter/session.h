@@ -55,11 +55,19 @@ std::string StatusReply(unsigned statusCode, std::uint64_t remaining);
 
 class Session {
  public:
+  // What the server asks ReceiveSpace for at a time.
+  static constexpr std::size_t kReadSize = 256 * 1024;
+
   Session(std::uint64_t connection, PrinterState& state, LabelSink& sink, EventLog& log,
           SessionOptions options);
 
   // Reads the next bytes of the connection and returns what to send back.
   std::string Receive(std::span<const unsigned char> bytes);
+  // The same in two steps, without copying the bytes: room for up to `want`
+  // bytes to be read into, then the number of bytes that were put there.
+  // The room stays valid until Received is called.
+  std::span<unsigned char> ReceiveSpace(std::size_t want);
+  std::string Received(std::size_t count);
   // The connection has ended (the reason is logged): a frame cut short is
   // reported, and a job not yet issued is dropped.
   void Close(const std::string& reason);
@@ -88,11 +96,9 @@ class Session {
   // The image buffer for the current label size (made when first needed).
   Brindle::Bitmap* Canvas();
   bool MakeCanvas(const std::string& shown, LabelSize size);
-  // Moves the bytes of the current piece up to stream offset `end` into the
-  // job's record (while it is under its limit).
-  void AppendRecord(std::uint64_t end);
-  // The same, then takes the record for an issued job; none if it was dropped.
-  std::shared_ptr<const std::string> TakeRecord(std::uint64_t end);
+  // Takes the record of an issued job, the bytes up to stream offset `end`;
+  // none if it was dropped.
+  std::shared_ptr<const JobBytes> TakeRecord(std::uint64_t end);
 
   std::uint64_t connection_;
   PrinterState& state_;
@@ -106,12 +112,22 @@ class Session {
   std::unique_ptr<Brindle::Bitmap> canvas_;
   bool jobPending_ = false;  // a drawing command since the last issue
 
-  // The job's raw bytes since the last issue, while they fit.
-  std::string record_;
+  // The job's raw bytes since the last issue, while they fit. Each piece of
+  // the stream is read into the end of record_ (or into scratch_ while the
+  // record is dropped) and parsed there. The first job issued within a piece
+  // takes record_ whole, cut short; later ones in the same piece are copied
+  // out of it, and what follows the last one starts the next record.
+  JobBytes record_;
+  JobBytes scratch_;
   bool recordDropped_ = false;
-  std::uint64_t recordedUpTo_ = 0;  // stream offset up to which record_ holds bytes
+  bool recordTaken_ = false;      // record_ was taken during this piece
+  std::uint64_t recordStart_ = 0;  // stream offset of the record's first byte
+  std::size_t lastRecordSize_ = 0;
+  std::size_t spaceStart_ = 0;  // where the room of ReceiveSpace begins
   std::span<const unsigned char> chunk_;
   std::uint64_t chunkStart_ = 0;
+  // Records taken during a piece that the piece's bytes still lie in.
+  std::vector<std::shared_ptr<const JobBytes>> holding_;
   std::vector<std::string> jobLog_;
   std::string lastRefusal_;  // the last refusal without a command, while it repeats
   std::uint64_t repeats_ = 0;
