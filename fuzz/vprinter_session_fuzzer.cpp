@@ -2,6 +2,7 @@
 // whose size comes from the input, with small limits so that every refusal is
 // reached, then closes it. Labels are counted, not written. A crash, a hang,
 // an exception out of the session or a sanitizer report is a finding.
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <filesystem>
@@ -39,8 +40,12 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   options.draw = (data[0] & 0x40) == 0;
   Session session(1, state, sink, log, options);
   const std::size_t piece = data[0] % 13 + 1;
+  // As the server reads: room for more than arrives, then what did.
   for (std::size_t i = 1; i < size; i += piece) {
-    session.Receive({data + i, std::min(piece, size - i)});
+    const std::size_t count = std::min(piece, size - i);
+    const std::span<unsigned char> space = session.ReceiveSpace(count + 5);
+    std::copy(data + i, data + i + count, space.begin());
+    session.Received(count);
   }
   session.Close("end of input");
   return 0;
