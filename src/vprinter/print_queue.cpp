@@ -30,7 +30,7 @@ PrintQueue::PrintQueue(const LabelFiles& files, PrinterState& state, EventLog& l
 PrintQueue::~PrintQueue() { Finish(); }
 
 std::uint64_t PrintQueue::Weight(const LabelJob& job) {
-  return (job.image ? job.image->DataSize() : 0) + (job.record ? job.record->size() : 0) + 256;
+  return (job.image ? job.image->DataSize() : 0) + (job.record ? job.record->capacity() : 0) + 256;
 }
 
 void PrintQueue::Submit(LabelJob job) {

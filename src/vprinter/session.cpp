@@ -167,13 +167,19 @@ std::shared_ptr<const JobBytes> Session::TakeRecord(std::uint64_t end) {
   std::shared_ptr<const JobBytes> record;
   if (recordDropped_) {
     // Nothing was kept of this job.
+  } else if (const auto keep = static_cast<std::size_t>(end - recordStart_);
+             !recordTaken_ && record_.capacity() > 2 * keep + 65536) {
+    // A small job in a large buffer: a copy of the right size, so that a queue
+    // of small labels does not hold a read's worth of room for each.
+    record = std::make_shared<const JobBytes>(record_.begin(),
+                                              record_.begin() + static_cast<std::ptrdiff_t>(keep));
   } else if (!recordTaken_) {
     // The record holds everything since its start, this whole piece included:
     // cut it at the end of the job. Shrinking moves and writes nothing, so the
     // rest of the piece is still read from it, held until the piece is done.
     JobBytes taken = std::move(record_);
     record_ = JobBytes();
-    taken.resize(static_cast<std::size_t>(end - recordStart_));
+    taken.resize(keep);
     record = std::make_shared<const JobBytes>(std::move(taken));
     holding_.push_back(record);
   } else {

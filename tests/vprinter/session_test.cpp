@@ -149,6 +149,20 @@ TEST_F(SessionTest, SettingsFeedsAndRefusals) {
   EXPECT_EQ(labels_.jobs[2].image->Height(), 40u);
 }
 
+TEST_F(SessionTest, QueuedSmallJobsHoldNoReadBuffer) {
+  // Read as the server reads, into room for a large read.
+  Session& session = Open();
+  const std::string stream = kJob + kJob + kJob.substr(0, 30);
+  const std::span<unsigned char> space = session.ReceiveSpace(Session::kReadSize);
+  std::copy(stream.begin(), stream.end(), space.begin());
+  session.Received(stream.size());
+  ASSERT_EQ(labels_.jobs.size(), 6u);
+  for (const LabelJob& label : labels_.jobs) {
+    EXPECT_EQ(std::string(label.record->begin(), label.record->end()), kJob);
+    EXPECT_LT(label.record->capacity(), 4096u);
+  }
+}
+
 TEST_F(SessionTest, LimitsAndPreviewsOff) {
   SessionOptions options;
   options.maxJobBytes = 40;
