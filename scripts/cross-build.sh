@@ -15,9 +15,11 @@ host=(g++-aarch64-linux-gnu qemu-user dpkg-dev)
 # Target libraries. Multi-Arch: same packages must carry exactly the version
 # of their installed amd64 twins, so those are named too: apt then moves both
 # to the same version instead of refusing.
+# libcpp-httplib-dev cannot be installed for two architectures at once, so
+# the cross-built vellum-printer has no web page.
 target=(libc6:arm64 libstdc++6:arm64 libcups2-dev:arm64 zlib1g-dev:arm64
-        libgtest-dev:arm64 libtiff-dev:arm64)
-twins=(libcups2-dev zlib1g-dev libgtest-dev libtiff-dev)
+        libgtest-dev:arm64 libtiff-dev:arm64 libpng-dev:arm64)
+twins=(libcups2-dev zlib1g-dev libgtest-dev libtiff-dev libpng-dev)
 
 installed() { dpkg-query -W -f='${Status}' "$1" 2>/dev/null | grep 'install ok installed' >/dev/null; }
 missing=()

@@ -1,6 +1,8 @@
 #!/usr/bin/env bash
-# Installs what is needed, builds, and runs vellum on the bundled samples.
-# Safe to run again: it only rebuilds what changed and writes nothing else.
+# Installs what is needed, builds, runs vellum on the bundled samples, then
+# starts the virtual printer and prints to it. Safe to run again: it only
+# rebuilds what changed in build/, writes its results into out/, and writes
+# nothing else.
 set -euo pipefail
 root=$(cd "$(dirname "$0")/.." && pwd)
 bash "$root/scripts/setup.sh"
@@ -51,3 +53,42 @@ for job in "$root"/samples/*.prn; do
   echo "\$ vellum render -r 203 -o out/$(basename "$tiff") samples/$(basename "$job")"
   echo "   wrote $tiff ($(stat -c %s "$tiff") bytes)"
 done
+
+echo
+echo "== vellum-printer: a virtual printer on a free loopback port"
+printer_dir=$root/out/printer
+rm -rf "$printer_dir"
+mkdir -p "$printer_dir"
+"$root/build/src/vprinter/vellum-printer" --listen 127.0.0.1:0 --output "$printer_dir/labels" \
+  --port-file "$printer_dir/port" >"$printer_dir/log" 2>&1 &
+printer_pid=$!
+trap 'kill "$printer_pid" 2>/dev/null || true' EXIT
+for _ in $(seq 100); do [ -s "$printer_dir/port" ] && break; sleep 0.1; done
+port=$(head -n 1 "$printer_dir/port")
+echo "started: vellum-printer --listen 127.0.0.1:0 --output out/printer/labels (port $port)"
+net() {
+  echo "\$ vellum -n 127.0.0.1:$port $*"
+  "$vellum" -n "127.0.0.1:$port" "$@" 2>/dev/null
+}
+net getstatus
+echo 06 >"$printer_dir/labels/status"
+echo "\$ echo 06 > out/printer/labels/status"
+net getstatus
+echo "\$ vellum -n 127.0.0.1:$port rawtpcl < samples/shipping_label.prn"
+"$vellum" -n "127.0.0.1:$port" rawtpcl <"$root/samples/shipping_label.prn" 2>/dev/null
+net feedlabel cut
+net setfineadjustments 1.5 -2 0.3
+net setipv4 192.168.10.5/24 192.168.10.1 9100
+for _ in $(seq 100); do grep -q 'raw port set' "$printer_dir/log" && [ -e "$printer_dir/labels/label-000002.prn" ] && break; sleep 0.1; done
+kill -TERM "$printer_pid"
+wait "$printer_pid" || true
+trap - EXIT
+echo
+echo "The printer's log (out/printer/log):"
+sed 's/^[^ ]* /  /' "$printer_dir/log"
+echo
+echo "The files it wrote (out/printer/labels):"
+ls -l "$printer_dir/labels" | tail -n +2 | awk '{print "  " $5 "\t" $9}'
+echo
+echo "Its state file:"
+sed 's/^/  /' "$printer_dir/labels/printer-state.txt"

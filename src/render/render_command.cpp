@@ -11,7 +11,8 @@
 
 #include "core/exception.h"
 #include "graphics/bitmap.h"
-#include "render/topix_codec.h"
+#include "render/label_canvas.h"
+#include "tpcl/graphics_command.h"
 
 namespace Corvane::Vellum::Commands {
 
@@ -74,12 +75,31 @@ Options ParseArguments(const Arguments& arguments) {
   return options;
 }
 
-// Lengths in the job are tenths of a millimetre.
-std::uint64_t Dots(std::uint64_t resolution, std::uint64_t tenths) {
-  return resolution * tenths / 10;
-}
-
 void SkipLine(std::istream& in) { in.ignore(std::numeric_limits<std::streamsize>::max(), '\n'); }
+
+// The longest line the label-size pattern can match is 26 bytes; anything
+// longer is certainly something else.
+constexpr std::size_t kLongestLabelSizeLine = 32;
+
+// Reads one line (without its line feed) the way std::getline does, but keeps
+// at most `limit` bytes of it: a longer line is consumed without being stored
+// and comes back as `tooLong`, so a job that never ends a line (cat /dev/zero)
+// is read in bounded memory. False when the input ends before any byte.
+bool ReadShortLine(std::istream& in, std::string& line, std::size_t limit, bool& tooLong) {
+  line.clear();
+  tooLong = false;
+  for (;;) {
+    const int c = in.get();
+    if (c == std::char_traits<char>::eof()) return !line.empty();
+    if (c == '\n') return true;
+    if (line.size() == limit) {
+      tooLong = true;
+      in.ignore(std::numeric_limits<std::streamsize>::max(), '\n');
+      return true;
+    }
+    line.push_back(static_cast<char>(c));
+  }
+}
 
 // Finds the label-size command and makes the canvas from it. Only whole lines
 // that match are taken; everything before, graphics included, is skipped.
@@ -87,14 +107,15 @@ Brindle::Bitmap ReadLabelSize(std::istream& in, unsigned resolution) {
   static const std::regex kLabelSize("^\\{D(\\d{4,5}),(\\d{4}),(\\d{4,5})(,(\\d{4}))?\\|\\}\r?");
   std::string line;
   std::smatch match;
-  while (std::getline(in, line)) {
+  bool tooLong = false;
+  while (ReadShortLine(in, line, kLongestLabelSizeLine, tooLong)) {
     // Cheap test first: lines of graphics data can be long and are never it.
-    if (line.size() > 32 || line.compare(0, 2, "{D") != 0) continue;
+    if (tooLong || line.compare(0, 2, "{D") != 0) continue;
     if (!std::regex_match(line, match, kLabelSize)) continue;
     const int pitch = std::stoi(match[1].str());
     const int width = std::stoi(match[2].str());
-    return Brindle::Bitmap(Dots(resolution, static_cast<std::uint64_t>(width)),
-                           Dots(resolution, static_cast<std::uint64_t>(pitch)));
+    return LabelCanvas(resolution, static_cast<std::uint64_t>(pitch),
+                       static_cast<std::uint64_t>(width));
   }
   throw InvalidFormatException("End of file reached before label size command found");
 }
@@ -106,7 +127,7 @@ std::string ReadField(std::istream& in) {
     const int c = in.get();
     if (c == std::char_traits<char>::eof()) throw IOException("Unexpected end of file");
     if (c == ',') break;
-    if (field.size() == 6) throw IOException("Unexpected end of file");
+    if (field.size() == TPCL::kGraphicsFieldMaxLength) throw IOException("Unexpected end of file");
     field.push_back(static_cast<char>(c));
   }
   if (field.empty()) throw InvalidFormatException("Unexpected value");
@@ -145,21 +166,6 @@ std::vector<unsigned char> ReadData(std::istream& in, std::uint32_t size) {
   return data;
 }
 
-// Draws a TOPIX graphic row by row as it is decoded, so a graphic of many
-// lines never needs more than one row besides the canvas. Every line is still
-// decoded, and rows below the canvas are dropped just as drawing clips them.
-void DrawTOPIX(Brindle::Bitmap& canvas, const std::vector<unsigned char>& data, std::uint64_t width,
-               std::uint64_t x, std::uint64_t y) {
-  const std::uint64_t length = width / 8 + (width % 8 != 0 ? 1 : 0);
-  // A graphic whose top is below the canvas draws nothing, even though its
-  // top plus a row index might wrap around to a row inside it.
-  const bool visible = y < canvas.Height();
-  Brindle::DecodeTOPIX(data, width,
-                       [&](std::uint64_t index, const std::vector<unsigned char>& row) {
-                         if (visible) canvas.DrawRow(row, length, x, y + index);
-                       });
-}
-
 // A graphics command, after "{SG": [0];X,Y,width,height,type,[size]data|}
 // The form with 0 carries a 4-byte size and a spare byte before the data;
 // otherwise TOPIX data carries a 2-byte size and raw data has none.
@@ -173,18 +179,14 @@ void ReadGraphic(std::istream& in, Brindle::Bitmap& canvas, unsigned resolution)
   if (c != ';') throw InvalidFormatException("Syntax error");
 
   const std::string xField = ReadField(in);
-  std::uint64_t x = std::stoul(xField);
+  const std::uint64_t x = TPCL::GraphicsNumber(xField);
   const std::string yField = ReadField(in);
-  std::uint64_t y = std::stoul(yField);
-  const std::uint64_t width = std::stoul(ReadField(in));
-  const std::uint64_t height = std::stoul(ReadField(in));
-  // A coordinate marked D is scaled here and again at placement below. The
-  // double scaling is how jobs have always been rendered and is kept.
-  if (xField.back() == 'D') x = Dots(resolution, x);
-  if (yField.back() == 'D') y = Dots(resolution, y);
+  const std::uint64_t y = TPCL::GraphicsNumber(yField);
+  const std::uint64_t width = TPCL::GraphicsNumber(ReadField(in));
+  const std::uint64_t height = TPCL::GraphicsNumber(ReadField(in));
   std::string typeField = ReadField(in);
-  if (typeField.size() > 1 && typeField[0] == 'M') typeField = ReadField(in);
-  const unsigned long type = std::stoul(typeField, nullptr, 16);
+  if (TPCL::IsTypeModifier(typeField)) typeField = ReadField(in);
+  const unsigned long type = TPCL::GraphicsType(typeField);
 
   std::uint32_t size = 0;
   if (longForm) {
@@ -194,12 +196,12 @@ void ReadGraphic(std::istream& in, Brindle::Bitmap& canvas, unsigned resolution)
     }
   }
   if (size == 0) {
-    if (type == 3) {
+    const TPCL::ShortFormSize rule = TPCL::ShortFormPayloadSize(type, width, height);
+    if (rule.kind == TPCL::ShortFormSize::Kind::kTwoByteCount) {
       if (!ReadBigEndian(in, 2, size)) throw IOException("Unable to read TOPIX data size");
-    } else if (type == 1) {
-      // The size is held in 32 bits, as the long form's is.
-      size = static_cast<std::uint32_t>((width + 7) / 8 * height);
-    } else if (type != 0x0A) {
+    } else if (rule.kind == TPCL::ShortFormSize::Kind::kFixed) {
+      size = rule.bytes;
+    } else {
       Unsupported(typeField);
     }
   }
@@ -208,17 +210,8 @@ void ReadGraphic(std::istream& in, Brindle::Bitmap& canvas, unsigned resolution)
   if (in.get() != '|') throw InvalidFormatException("Graphics data does not match format");
   SkipLine(in);
 
-  const std::uint64_t left = Dots(resolution, x);
-  const std::uint64_t top = Dots(resolution, y);
-  if (type == 1) {
-    Brindle::Bitmap graphic(std::move(data), width, height);
-    graphic.SetPosition(left, top);
-    canvas.Draw(graphic);
-  } else if (type == 3) {
-    DrawTOPIX(canvas, data, width, left, top);
-  } else {
-    Unsupported(typeField);
-  }
+  DrawGraphic(canvas, type, typeField, std::move(data), width, height,
+              TPCL::PlacementDots(resolution, xField, x), TPCL::PlacementDots(resolution, yField, y));
 }
 
 Brindle::Bitmap ReadJob(std::istream& in, unsigned resolution) {

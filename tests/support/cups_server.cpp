@@ -8,12 +8,13 @@
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
+#include <iterator>
 #include <stdexcept>
 #include <thread>
 
 namespace Vellum::Testing {
 
-CupsServer::CupsServer() {
+CupsServer::CupsServer(SocketBackend socket) {
   char pattern[] = "/tmp/vcupsXXXXXX";
   if (mkdtemp(pattern) == nullptr) throw std::runtime_error("cannot create a directory for cupsd");
   const std::string d = directory_ = pattern;
@@ -25,6 +26,22 @@ CupsServer::CupsServer() {
   for (const char* backend : {"socket", "ipp", "usb"}) {
     std::ofstream(d + "/bin/backend/" + backend) << "#!/bin/sh\nexit 0\n";
     std::filesystem::permissions(d + "/bin/backend/" + backend, std::filesystem::perms(0755));
+  }
+  if (socket == SocketBackend::kDebian) {
+    // The package links it into backend/ when installed; backend-available/
+    // holds it in any case.
+    std::string real = "/usr/lib/cups/backend/socket";
+    if (!std::filesystem::exists(real)) real = "/usr/lib/cups/backend-available/socket";
+    if (!std::filesystem::exists(real)) {
+      throw std::runtime_error("no CUPS socket backend: install the package cups");
+    }
+    const std::string copy = d + "/bin/backend/socket";
+    std::filesystem::copy_file(real, copy, std::filesystem::copy_options::overwrite_existing);
+    // Mode 0700 makes cupsd run it as root, who alone can read this spool.
+    std::filesystem::permissions(copy, std::filesystem::perms(0700));
+    // cupsd starts every backend through its helper cups-exec in ServerBin.
+    std::filesystem::create_directory(d + "/bin/daemon");
+    std::filesystem::create_symlink("/usr/lib/cups/daemon/cups-exec", d + "/bin/daemon/cups-exec");
   }
   // Made before the fork: the child only calls exec.
   const std::string conf = d + "/cupsd.conf", files = d + "/cups-files.conf";
@@ -59,6 +76,11 @@ CupsServer::~CupsServer() {
   }
   std::error_code ignored;
   std::filesystem::remove_all(directory_, ignored);
+}
+
+std::string CupsServer::ErrorLog() const {
+  std::ifstream in(directory_ + "/log/error_log");
+  return std::string(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
 }
 
 void CupsServer::AddQueue(const std::string& name, const std::string& deviceURI,

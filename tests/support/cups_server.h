@@ -12,11 +12,14 @@ namespace Vellum::Testing {
 // Starts cupsd in the foreground on a unix socket inside a fresh directory
 // under /tmp (short, since a socket path must stay under 108 bytes) and waits
 // until "lpstat -r" sees it running; the destructor stops it with SIGTERM,
-// waits for it and removes the directory. Nothing is ever printed: the
-// backends socket, ipp and usb are stubs that only let cupsd accept queues.
+// waits for it and removes the directory. By default nothing is ever printed:
+// the backends socket, ipp and usb are stubs that only let cupsd accept
+// queues. With SocketBackend::kDebian the socket backend is Debian's real one
+// (package cups), so a job on a socket:// queue really goes to that address.
 class CupsServer {
  public:
-  CupsServer();
+  enum class SocketBackend { kStub, kDebian };
+  explicit CupsServer(SocketBackend socket = SocketBackend::kStub);
   ~CupsServer();
   CupsServer(const CupsServer&) = delete;
   CupsServer& operator=(const CupsServer&) = delete;
@@ -25,6 +28,8 @@ class CupsServer {
   // Throws std::runtime_error with lpadmin's message when it fails.
   void AddQueue(const std::string& name, const std::string& deviceURI,
                 const std::string& ppdFile = "");
+  // The scheduler's error log so far, to explain a failure.
+  std::string ErrorLog() const;
   // CUPS_SERVER pointing at this server, the only way clients find it.
   Environment ClientEnvironment() const { return {{"CUPS_SERVER", directory_ + "/sock"}}; }
 
