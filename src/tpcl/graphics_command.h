@@ -54,8 +54,8 @@ inline std::uint64_t Dots(std::uint64_t dotsPerMillimetre, std::uint64_t tenths)
 
 // The dot at which a graphic's X or Y field places it, given the field and
 // its number. A field ending in "D" is converted to dots once more before the
-// placement converts it again: jobs have always been drawn with that double
-// scaling, and drawing them otherwise would move their graphics.
+// placement converts it again. That double scaling is required: previews
+// must place graphics exactly where existing jobs have been placed.
 std::uint64_t PlacementDots(unsigned dotsPerMillimetre, const std::string& field,
                             std::uint64_t value);
 

@@ -1,6 +1,6 @@
 #include "tpcl/printer_status.h"
 
-#include <sys/select.h>
+#include <poll.h>
 
 #include <array>
 #include <string>
@@ -29,16 +29,16 @@ TPCLPrinterStatus TPCLPrinterStatus::FromResponse(std::span<const unsigned char>
   if (response[0] != kSOH || response[1] != kSTX)
     throw TPCLPrinterStatusException("Unexpected response from printer");
   // The count is taken from bytes 4 to 7 here, one byte earlier than the
-  // stream reader takes it; both offsets are kept as they have always been.
+  // stream reader takes it. Both offsets are required as they are: scripts
+  // that read getstatus's count rely on exactly these digits.
   return TPCLPrinterStatus(Decimal(response.subspan(2, 2)), Decimal(response.subspan(4, 4)));
 }
 
 TPCLPrinterStatus TPCLPrinterStatus::FromDescriptor(int descriptor) {
-  fd_set readable;
-  FD_ZERO(&readable);
-  FD_SET(descriptor, &readable);
-  timeval noWait{0, 0};
-  if (select(descriptor + 1, &readable, nullptr, nullptr, &noWait) < 1)
+  // poll rather than select: a descriptor numbered at or above FD_SETSIZE
+  // must be asked too, without writing past an fd_set.
+  pollfd readable{descriptor, POLLIN, 0};
+  if (poll(&readable, 1, 0) < 1)
     throw EmptyTPCLPrinterStatusException("There was no printer status to read");
 
   std::array<unsigned char, 2> start{};

@@ -1,6 +1,8 @@
 // The text of TPCL: the template formatter, the escapes users type and the
 // status reply.
 #include <gtest/gtest.h>
+#include <sys/select.h>
+#include <unistd.h>
 
 #include <sstream>
 
@@ -8,6 +10,7 @@
 #include "tpcl/command.h"
 #include "tpcl/escape.h"
 #include "tpcl/printer_status.h"
+#include "support/process.h"
 
 namespace Corvane::TPCLCommands {
 namespace {
@@ -97,6 +100,23 @@ TEST(TPCLPrinterStatus, ParsesTheReplyOfGetstatus) {
   };
   for (const auto& [reply, parsed] : cases) EXPECT_EQ(Parse(reply), parsed) << reply;
   EXPECT_THROW(Parse(kStart + "AB1234xxxxx"), std::invalid_argument);
+}
+
+// The stream reader asks whether a reply is waiting; a descriptor numbered
+// beyond what select can watch (a process with many files open) must work.
+TEST(TPCLPrinterStatus, ReadsAReplyOnADescriptorBeyondTheSelectLimit) {
+  if (!::Vellum::Testing::AllowDescriptorsUpTo(FD_SETSIZE + 64))
+    GTEST_SKIP() << "descriptor limit too low";
+  int ends[2];
+  ASSERT_EQ(pipe(ends), 0);
+  const std::string reply = kStart + "07Z1234\x03\x04\n\r";
+  ASSERT_EQ(write(ends[1], reply.data(), reply.size()), static_cast<ssize_t>(reply.size()));
+  const int high = dup2(ends[0], FD_SETSIZE + 32);
+  ASSERT_EQ(high, FD_SETSIZE + 32);
+  const TPCLPrinterStatus status = TPCLPrinterStatus::FromDescriptor(high);
+  EXPECT_EQ(status.StatusCode(), 7);
+  EXPECT_EQ(status.RemainingCount(), 1234);
+  for (int descriptor : {ends[0], ends[1], high}) close(descriptor);
 }
 
 }  // namespace
