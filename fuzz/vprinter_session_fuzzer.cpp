@@ -1,6 +1,7 @@
 // Feeds arbitrary bytes to one connection of the virtual printer, in pieces
 // whose size comes from the input, with small limits so that every refusal is
-// reached, then closes it. Labels are counted, not written. A crash, a hang,
+// reached, then closes it. Labels are dropped as they come, which removes
+// their job records. A crash, a hang,
 // an exception out of the session or a sanitizer report is a finding.
 #include <algorithm>
 #include <cstddef>
@@ -23,7 +24,8 @@ class Discard : public Corvane::VirtualPrinter::LabelSink {
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   using namespace Corvane::VirtualPrinter;
   if (size == 0) return 0;
-  // The settings commands write a state file: one scratch directory per run.
+  // The settings commands write a state file, and jobs are recorded in
+  // files: one scratch directory per run.
   static const std::filesystem::path directory = [] {
     std::string pattern = (std::filesystem::temp_directory_path() / "vprinter-fuzz-XXXXXX").string();
     return std::filesystem::path(mkdtemp(pattern.data()));
@@ -34,6 +36,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   EventLog log(text, (data[0] & 0x80) != 0);
   SessionOptions options;
   options.maxLabelBytes = 1 << 20;
+  options.recordDirectory = directory;
   options.maxJobBytes = 1 << 16;
   options.limits.maxCommandBytes = 256;
   options.limits.maxPayloadBytes = 1 << 16;

@@ -99,8 +99,8 @@ std::vector<std::string> LabelFiles::Write(const LabelJob& job) const {
   }
   if (job.image && options_.png) write(base + ".png", EncodePNG(*job.image, options_.dotsPerInch));
   if (job.record) {
-    write(base + ".prn", std::string_view(reinterpret_cast<const char*>(job.record->data()),
-                                          job.record->size()));
+    job.record->PublishAs(options_.directory / (base + ".prn"));
+    written.push_back(base + ".prn");
   }
   return written;
 }

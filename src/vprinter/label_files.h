@@ -13,33 +13,9 @@
 #include <vector>
 
 #include "graphics/bitmap.h"
+#include "vprinter/job_record.h"
 
 namespace Corvane::VirtualPrinter {
-
-// Bytes that are not zeroed when a vector of them grows: a connection reads
-// straight into its job's record, so the room for each read is not cleared
-// first only to be overwritten.
-template <class T>
-struct UninitializedAllocator : std::allocator<T> {
-  template <class U>
-  struct rebind {
-    using other = UninitializedAllocator<U>;
-  };
-  UninitializedAllocator() = default;
-  template <class U>
-  UninitializedAllocator(const UninitializedAllocator<U>&) noexcept {}
-  template <class U>
-  void construct(U* p) noexcept {
-    ::new (static_cast<void*>(p)) U;
-  }
-  template <class U, class... Args>
-  void construct(U* p, Args&&... args) {
-    ::new (static_cast<void*>(p)) U(std::forward<Args>(args)...);
-  }
-};
-
-// The raw bytes of one job, as received.
-using JobBytes = std::vector<unsigned char, UninitializedAllocator<unsigned char>>;
 
 // One label to print: a copy of an issued job or a fed blank label.
 struct LabelJob {
@@ -47,7 +23,7 @@ struct LabelJob {
   std::uint64_t connection = 0;
   std::string description;                         // "label 1 of 2", "fed blank label"
   std::shared_ptr<const Brindle::Bitmap> image;    // none: no preview is made
-  std::shared_ptr<const JobBytes> record;          // the job's bytes; none: not kept
+  std::shared_ptr<const JobRecord> record;         // the job's bytes; none: not kept
   std::shared_ptr<const std::vector<std::string>> log;  // the job's log lines
 };
 

@@ -1,5 +1,7 @@
 #include "vprinter/print_queue.h"
 
+#include <pthread.h>
+
 #include <exception>
 
 namespace Corvane::VirtualPrinter {
@@ -30,7 +32,7 @@ PrintQueue::PrintQueue(const LabelFiles& files, PrinterState& state, EventLog& l
 PrintQueue::~PrintQueue() { Finish(); }
 
 std::uint64_t PrintQueue::Weight(const LabelJob& job) {
-  return (job.image ? job.image->DataSize() : 0) + (job.record ? job.record->capacity() : 0) + 256;
+  return (job.image ? job.image->DataSize() : 0) + (job.record ? job.record->Size() : 0) + 256;
 }
 
 void PrintQueue::Submit(LabelJob job) {
@@ -74,6 +76,7 @@ std::vector<PrintedLabel> PrintQueue::Recent(std::size_t count) const {
 }
 
 void PrintQueue::Run() {
+  pthread_setname_np(pthread_self(), "print-queue");
   std::unique_lock lock(mutex_);
   for (;;) {
     changed_.wait(lock, [this] { return finishing_ || !waiting_.empty(); });

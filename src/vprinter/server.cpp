@@ -98,6 +98,7 @@ Server::Server(ServerOptions options, std::ostream& log)
   sessionOptions_.draw = options_.previews;
   sessionOptions_.maxLabelBytes = options_.maxLabelBytes;
   sessionOptions_.maxJobBytes = options_.maxJobBytes;
+  sessionOptions_.recordDirectory = options_.output;
   sessionOptions_.limits.maxPayloadBytes = options_.maxPayloadBytes;
   wake_ = eventfd(0, EFD_NONBLOCK | EFD_CLOEXEC);
   queue_ = std::make_unique<PrintQueue>(files_, state_, log_, options_.printTime,

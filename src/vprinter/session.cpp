@@ -4,6 +4,7 @@
 #include <exception>
 #include <regex>
 
+#include "core/exception.h"
 #include "render/label_canvas.h"
 #include "tpcl/graphics_command.h"
 
@@ -74,7 +75,11 @@ Session::Session(std::uint64_t connection, PrinterState& state, LabelSink& sink,
         limits.keepPayloads = options.draw;
         return limits;
       }()),
-      labelSize_(state.LastLabelSize()) {}
+      labelSize_(state.LastLabelSize()) {
+  if (!options_.recordDirectory.empty()) {
+    records_ = std::make_unique<JobRecordWriter>(options_.recordDirectory, std::to_string(connection));
+  }
+}
 
 std::string Session::Receive(std::span<const unsigned char> bytes) {
   const std::span<unsigned char> space = ReceiveSpace(bytes.size());
@@ -83,42 +88,21 @@ std::string Session::Receive(std::span<const unsigned char> bytes) {
 }
 
 std::span<unsigned char> Session::ReceiveSpace(std::size_t want) {
-  JobBytes& target = recordDropped_ ? scratch_ : record_;
-  if (recordDropped_) scratch_.clear();
-  spaceStart_ = target.size();
-  target.resize(spaceStart_ + want);
-  return {target.data() + spaceStart_, want};
+  // The buffer keeps its size from one read to the next, so a connection
+  // reads into memory it has used before.
+  if (buffer_.size() < want) buffer_.resize(want);
+  return {buffer_.data(), want};
 }
 
 std::string Session::Received(std::size_t count) {
-  JobBytes& target = recordDropped_ ? scratch_ : record_;
-  target.resize(spaceStart_ + count);
-  chunk_ = {target.data() + spaceStart_, count};
+  chunk_ = {buffer_.data(), count};
   chunkStart_ = reader_.Offset();
-  recordTaken_ = false;
+  recordedTo_ = chunkStart_;
   replies_.clear();
-  if (!recordDropped_ && record_.size() > options_.maxJobBytes) {
-    // The piece is read from where it lies; the record itself is let go.
-    holding_.push_back(std::make_shared<const JobBytes>(std::move(record_)));
-    record_ = JobBytes();
-    recordDropped_ = true;
-    Refuse("", "the job is over " + std::to_string(options_.maxJobBytes) +
-                   " bytes; its raw bytes are not kept");
-  }
   Listener listener(*this);
   reader_.Feed(chunk_, listener);
-  if (recordTaken_) {
-    // What follows the last job issued in this piece starts the next record.
-    const auto from = static_cast<std::size_t>(recordStart_ - chunkStart_);
-    JobBytes next;
-    // Jobs on one connection tend to be alike: room for one like the last one,
-    // and a read beyond it, spares the copies of growing a large record.
-    next.reserve(std::min<std::size_t>(std::max(lastRecordSize_, count - from), options_.maxJobBytes) +
-                 kReadSize);
-    next.insert(next.end(), chunk_.begin() + static_cast<std::ptrdiff_t>(from), chunk_.end());
-    record_ = std::move(next);
-  }
-  holding_.clear();
+  // The rest of the piece belongs to the job in progress.
+  Record(chunkStart_ + count);
   chunk_ = {};
   return std::move(replies_);
 }
@@ -128,8 +112,9 @@ void Session::Close(const std::string& reason) {
   reader_.Finish(listener);
   if (jobPending_) {
     Refuse("", "a job that was never issued was dropped (" +
-                   std::to_string(record_.size()) + " bytes since the last label)");
+                   std::to_string(reader_.Offset() - recordStart_) + " bytes since the last label)");
   }
+  if (records_) records_->Discard();
   FlushRepeats();
   log_.Write({"connection", connection_, "", reason});
 }
@@ -163,36 +148,51 @@ void Session::FlushRepeats() {
   lastRefusal_.clear();
 }
 
-std::shared_ptr<const JobBytes> Session::TakeRecord(std::uint64_t end) {
-  std::shared_ptr<const JobBytes> record;
-  if (recordDropped_) {
-    // Nothing was kept of this job.
-  } else if (const auto keep = static_cast<std::size_t>(end - recordStart_);
-             !recordTaken_ && record_.capacity() > 2 * keep + 65536) {
-    // A small job in a large buffer: a copy of the right size, so that a queue
-    // of small labels does not hold a read's worth of room for each.
-    record = std::make_shared<const JobBytes>(record_.begin(),
-                                              record_.begin() + static_cast<std::ptrdiff_t>(keep));
-  } else if (!recordTaken_) {
-    // The record holds everything since its start, this whole piece included:
-    // cut it at the end of the job. Shrinking moves and writes nothing, so the
-    // rest of the piece is still read from it, held until the piece is done.
-    JobBytes taken = std::move(record_);
-    record_ = JobBytes();
-    taken.resize(keep);
-    record = std::make_shared<const JobBytes>(std::move(taken));
-    holding_.push_back(record);
-  } else {
-    // A later job within the same piece: its bytes are a part of the piece.
-    const auto from = static_cast<std::ptrdiff_t>(recordStart_ - chunkStart_);
-    const auto to = static_cast<std::ptrdiff_t>(end - chunkStart_);
-    record = std::make_shared<const JobBytes>(chunk_.begin() + from, chunk_.begin() + to);
+void Session::Record(std::uint64_t upTo) {
+  const std::span<const unsigned char> bytes =
+      chunk_.subspan(recordedTo_ - chunkStart_, upTo - recordedTo_);
+  recordedTo_ = upTo;
+  if (!records_ || recordDropped_ || bytes.empty()) return;
+  if (records_->Size() + bytes.size() > options_.maxJobBytes) {
+    records_->Discard();
+    recordDropped_ = true;
+    Refuse("", "the job is over " + std::to_string(options_.maxJobBytes) +
+                   " bytes; its raw bytes are not kept");
+    return;
   }
-  recordTaken_ = true;
+  try {
+    records_->Append(bytes);
+  } catch (const IOException& e) {
+    recordDropped_ = true;
+    Refuse("", std::string(e.what()) + "; the job's raw bytes are not kept");
+  }
+}
+
+std::shared_ptr<const JobRecord> Session::TakeRecord(std::uint64_t end) {
+  Record(end);
+  std::shared_ptr<const JobRecord> record;
+  if (records_ && !recordDropped_) {
+    try {
+      record = records_->Finish();
+    } catch (const IOException& e) {
+      Refuse("", std::string(e.what()) + "; the job's raw bytes are not kept");
+    }
+  }
   recordDropped_ = false;
   recordStart_ = end;
-  if (record) lastRecordSize_ = record->size();
   return record;
+}
+
+std::shared_ptr<const JobRecord> Session::OwnRecord(std::string_view bytes) {
+  if (options_.recordDirectory.empty()) return nullptr;
+  try {
+    JobRecordWriter writer(options_.recordDirectory, std::to_string(connection_) + "-own");
+    writer.Append({reinterpret_cast<const unsigned char*>(bytes.data()), bytes.size()});
+    return writer.Finish();
+  } catch (const IOException& e) {
+    Refuse("", std::string(e.what()) + "; the label's raw bytes are not kept");
+    return nullptr;
+  }
 }
 
 void Session::Command(std::string_view body, std::uint64_t end) {
@@ -347,9 +347,8 @@ void Session::Feed(const std::string& shown, std::string_view body) {
   }
   // The fed label's own record is the feed command alone; the job around it
   // goes on.
-  const std::string frame = "{" + std::string(body) + "|}";
   sink_.Submit({number, connection_, "fed blank label", image,
-                std::make_shared<const JobBytes>(frame.begin(), frame.end()),
+                OwnRecord("{" + std::string(body) + "|}"),
                 std::make_shared<const std::vector<std::string>>(1, line)});
 }
 

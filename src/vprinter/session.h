@@ -17,6 +17,7 @@
 #pragma once
 
 #include <cstdint>
+#include <filesystem>
 #include <functional>
 #include <memory>
 #include <optional>
@@ -27,6 +28,7 @@
 #include "graphics/bitmap.h"
 #include "tpcl/stream_reader.h"
 #include "vprinter/event_log.h"
+#include "vprinter/job_record.h"
 #include "vprinter/print_queue.h"
 #include "vprinter/printer_state.h"
 
@@ -39,6 +41,9 @@ struct SessionOptions {
   bool draw = true;
   // The largest image buffer, in bytes; a larger label size is refused.
   std::uint64_t maxLabelBytes = std::uint64_t{32} << 20;
+  // Where the raw bytes of each job are written for its .prn files (see
+  // job_record.h); empty: they are not kept.
+  std::filesystem::path recordDirectory;
   // The largest job kept as raw bytes for its .prn file.
   std::uint64_t maxJobBytes = std::uint64_t{32} << 20;
   // Command and graphics data limits of the reader.
@@ -96,9 +101,14 @@ class Session {
   // The image buffer for the current label size (made when first needed).
   Brindle::Bitmap* Canvas();
   bool MakeCanvas(const std::string& shown, LabelSize size);
-  // Takes the record of an issued job, the bytes up to stream offset `end`;
-  // none if it was dropped.
-  std::shared_ptr<const JobBytes> TakeRecord(std::uint64_t end);
+  // Hands the bytes of the current piece up to stream offset `upTo` to the
+  // job being recorded.
+  void Record(std::uint64_t upTo);
+  // Ends the job being recorded at stream offset `end` and returns its
+  // record; none if it was not kept.
+  std::shared_ptr<const JobRecord> TakeRecord(std::uint64_t end);
+  // A record of these bytes alone.
+  std::shared_ptr<const JobRecord> OwnRecord(std::string_view bytes);
 
   std::uint64_t connection_;
   PrinterState& state_;
@@ -112,22 +122,18 @@ class Session {
   std::unique_ptr<Brindle::Bitmap> canvas_;
   bool jobPending_ = false;  // a drawing command since the last issue
 
-  // The job's raw bytes since the last issue, while they fit. Each piece of
-  // the stream is read into the end of record_ (or into scratch_ while the
-  // record is dropped) and parsed there. The first job issued within a piece
-  // takes record_ whole, cut short; later ones in the same piece are copied
-  // out of it, and what follows the last one starts the next record.
-  JobBytes record_;
-  JobBytes scratch_;
-  bool recordDropped_ = false;
-  bool recordTaken_ = false;      // record_ was taken during this piece
-  std::uint64_t recordStart_ = 0;  // stream offset of the record's first byte
-  std::size_t lastRecordSize_ = 0;
-  std::size_t spaceStart_ = 0;  // where the room of ReceiveSpace begins
+  // The connection is read into buffer_, a piece at a time, and each piece
+  // is parsed there (chunk_, starting at stream offset chunkStart_). The
+  // bytes of the job in progress go on to its record file as they are
+  // parsed, up to recordedTo_; a job over the size limit is not recorded
+  // (recordDropped_) until the next one starts at recordStart_.
+  std::vector<unsigned char> buffer_;
   std::span<const unsigned char> chunk_;
   std::uint64_t chunkStart_ = 0;
-  // Records taken during a piece that the piece's bytes still lie in.
-  std::vector<std::shared_ptr<const JobBytes>> holding_;
+  std::unique_ptr<JobRecordWriter> records_;
+  std::uint64_t recordedTo_ = 0;
+  std::uint64_t recordStart_ = 0;
+  bool recordDropped_ = false;
   std::vector<std::string> jobLog_;
   std::string lastRefusal_;  // the last refusal without a command, while it repeats
   std::uint64_t repeats_ = 0;

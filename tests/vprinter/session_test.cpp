@@ -30,6 +30,7 @@ class Labels : public LabelSink {
 class SessionTest : public ::testing::Test {
  protected:
   Session& Open(SessionOptions options = {}) {
+    if (options.recordDirectory.empty()) options.recordDirectory = dir_.path();
     sessions_.push_back(std::make_unique<Session>(sessions_.size() + 1, state_, labels_, log_, options));
     return *sessions_.back();
   }
@@ -72,7 +73,7 @@ TEST_F(SessionTest, IssueMakesCopiesOfOneJobInAnyPieces) {
     for (const LabelJob& label : labels_.jobs) {
       ASSERT_TRUE(label.image && label.record);
       // The line end after the issue goes with the job when it comes with it.
-      const std::string record(label.record->begin(), label.record->end());
+      const std::string record = label.record->Read();
       if (piece == kJob.size()) {
         EXPECT_EQ(record, kJob);
       }
@@ -131,7 +132,7 @@ TEST_F(SessionTest, SettingsFeedsAndRefusals) {
   EXPECT_FALSE(s.rawPortOn);
   ASSERT_EQ(labels_.jobs.size(), 2u);
   EXPECT_FALSE(labels_.jobs[0].image) << "a feed before any label size has no picture";
-  EXPECT_EQ(std::string(labels_.jobs[0].record->begin(), labels_.jobs[0].record->end()), "{T;21C30|}");
+  EXPECT_EQ(labels_.jobs[0].record->Read(), "{T;21C30|}");
   ASSERT_TRUE(labels_.jobs[1].image);
   EXPECT_EQ(labels_.jobs[1].image->Width(), 80u);
   for (const char* line : {"{IP;2,300,0,0,0|}: refused: not an IPv4 setting",
@@ -149,7 +150,14 @@ TEST_F(SessionTest, SettingsFeedsAndRefusals) {
   EXPECT_EQ(labels_.jobs[2].image->Height(), 40u);
 }
 
-TEST_F(SessionTest, QueuedSmallJobsHoldNoReadBuffer) {
+TEST_F(SessionTest, RecordsAreFilesThatGoWithTheirLastLabel) {
+  const auto recordFiles = [this] {
+    int count = 0;
+    for (const auto& entry : std::filesystem::directory_iterator(dir_.path())) {
+      count += entry.path().filename().string().starts_with(".job-");
+    }
+    return count;
+  };
   // Read as the server reads, into room for a large read.
   Session& session = Open();
   const std::string stream = kJob + kJob + kJob.substr(0, 30);
@@ -157,10 +165,12 @@ TEST_F(SessionTest, QueuedSmallJobsHoldNoReadBuffer) {
   std::copy(stream.begin(), stream.end(), space.begin());
   session.Received(stream.size());
   ASSERT_EQ(labels_.jobs.size(), 6u);
-  for (const LabelJob& label : labels_.jobs) {
-    EXPECT_EQ(std::string(label.record->begin(), label.record->end()), kJob);
-    EXPECT_LT(label.record->capacity(), 4096u);
-  }
+  for (const LabelJob& label : labels_.jobs) EXPECT_EQ(label.record->Read(), kJob);
+  EXPECT_EQ(labels_.jobs[0].record, labels_.jobs[2].record) << "the copies of a job share its record";
+  EXPECT_EQ(recordFiles(), 3) << "two issued jobs and the one in progress";
+  session.Close("done");
+  labels_.jobs.clear();
+  EXPECT_EQ(recordFiles(), 0);
 }
 
 TEST_F(SessionTest, LimitsAndPreviewsOff) {
@@ -180,7 +190,7 @@ TEST_F(SessionTest, LimitsAndPreviewsOff) {
   Feed(Open(options), kJob, kJob.size());
   ASSERT_EQ(labels_.jobs.size(), 3u);
   EXPECT_FALSE(labels_.jobs[0].image);
-  EXPECT_EQ(std::string(labels_.jobs[0].record->begin(), labels_.jobs[0].record->end()), kJob);
+  EXPECT_EQ(labels_.jobs[0].record->Read(), kJob);
   EXPECT_TRUE(Logged("(previews off: not drawn)"));
 }
 
