@@ -66,6 +66,8 @@ struct FileCase {
   std::vector<std::string> options;
 };
 
+void PrintTo(const FileCase& c, std::ostream* out) { *out << c.name; }
+
 class ImageBinaryFormats : public ::testing::TestWithParam<FileCase> {};
 
 // The job on disk, rendered by `vellum render`, is the label the library lays
