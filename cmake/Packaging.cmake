@@ -24,7 +24,8 @@ set(CPACK_DEBIAN_PACKAGE_DESCRIPTION
     "vellum drives TEC thermal label printers through TPCL, their text command\n\
 language, beside a CUPS print server: it feeds labels, reads the printer's\n\
 status, sends TPCL, sets fine adjustments and network settings, edits the\n\
-insertions of a queue's PPD file, and renders a TPCL job to a TIFF preview.")
+insertions of a queue's PPD file, and renders a TPCL job to a TIFF preview.\n\
+vellum-image turns pictures (PNG, JPEG, TIFF, PNM) into TPCL print jobs.")
 set(CPACK_DEBIAN_PACKAGE_SECTION utils)
 set(CPACK_DEBIAN_PACKAGE_PRIORITY optional)
 set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
