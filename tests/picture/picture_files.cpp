@@ -1,0 +1,194 @@
+#include "picture/picture_files.h"
+
+// clang-format off
+// jpeglib.h uses size_t and FILE without including their headers.
+#include <cstddef>
+#include <cstdio>
+#include <jpeglib.h>
+// clang-format on
+#include <png.h>
+#include <tiffio.h>
+#include <unistd.h>
+
+#include <cstdio>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <stdexcept>
+
+namespace Vellum::Testing {
+
+namespace {
+
+// One row packed as PNG and TIFF pack it: samples of `bits` bits, most
+// significant first, 16-bit ones big-endian (PNG) or native (TIFF).
+Bytes PackRow(const Samples& s, unsigned y, unsigned firstChannel, unsigned channelStep,
+              unsigned count, bool bigEndian16) {
+  Bytes row;
+  unsigned accumulator = 0, filled = 0;
+  for (unsigned x = 0; x < s.width; ++x) {
+    for (unsigned c = firstChannel; c < firstChannel + count * channelStep; c += channelStep) {
+      const std::uint32_t v = s.values[(y * s.width + x) * s.channels + c];
+      if (s.bits == 16) {
+        const auto high = static_cast<unsigned char>(v >> 8), low = static_cast<unsigned char>(v);
+        bool big = bigEndian16;
+        if (!bigEndian16) {
+          const std::uint16_t probe = 1;
+          big = *reinterpret_cast<const unsigned char*>(&probe) == 0;
+        }
+        row.push_back(big ? high : low);
+        row.push_back(big ? low : high);
+      } else if (s.bits == 8) {
+        row.push_back(static_cast<unsigned char>(v));
+      } else {
+        accumulator = (accumulator << s.bits) | v;
+        filled += s.bits;
+        if (filled == 8) {
+          row.push_back(static_cast<unsigned char>(accumulator));
+          accumulator = filled = 0;
+        }
+      }
+    }
+  }
+  if (filled != 0) row.push_back(static_cast<unsigned char>(accumulator << (8 - filled)));
+  return row;
+}
+
+void AppendBytes(png_structp png, png_bytep data, png_size_t length) {
+  auto* out = static_cast<Bytes*>(png_get_io_ptr(png));
+  out->insert(out->end(), data, data + length);
+}
+
+}  // namespace
+
+Bytes WritePNG(const Samples& s, const PNGFile& file) {
+  Bytes out;
+  png_structp png = png_create_write_struct(PNG_LIBPNG_VER_STRING, nullptr, nullptr, nullptr);
+  png_infop info = png_create_info_struct(png);
+  if (setjmp(png_jmpbuf(png))) {
+    png_destroy_write_struct(&png, &info);
+    throw std::runtime_error("libpng could not write the test picture");
+  }
+  png_set_write_fn(png, &out, AppendBytes, nullptr);
+  png_set_IHDR(png, info, s.width, s.height, static_cast<int>(s.bits), file.colourType,
+               file.interlaced ? PNG_INTERLACE_ADAM7 : PNG_INTERLACE_NONE,
+               PNG_COMPRESSION_TYPE_DEFAULT, PNG_FILTER_TYPE_DEFAULT);
+  if (!file.palette.empty()) {
+    std::vector<png_color> colours;
+    for (std::size_t i = 0; i + 2 < file.palette.size(); i += 3) {
+      colours.push_back({file.palette[i], file.palette[i + 1], file.palette[i + 2]});
+    }
+    png_set_PLTE(png, info, colours.data(), static_cast<int>(colours.size()));
+  }
+  if (!file.transparency.empty()) {
+    png_set_tRNS(png, info, file.transparency.data(), static_cast<int>(file.transparency.size()),
+                 nullptr);
+  }
+  png_color_16 transparentGrey{};
+  if (file.greyTransparent) png_set_tRNS(png, info, nullptr, 0, &transparentGrey);
+  std::vector<Bytes> rows;
+  std::vector<png_bytep> pointers;
+  for (unsigned y = 0; y < s.height; ++y) rows.push_back(PackRow(s, y, 0, 1, s.channels, true));
+  for (Bytes& row : rows) pointers.push_back(row.data());
+  png_set_rows(png, info, pointers.data());
+  png_write_png(png, info, PNG_TRANSFORM_IDENTITY, nullptr);
+  png_destroy_write_struct(&png, &info);
+  return out;
+}
+
+Bytes WriteTIFF(const Samples& s, const TIFFFile& file) {
+  const std::string path = (std::filesystem::temp_directory_path() /
+                            ("vellum-picture-" + std::to_string(getpid()) + ".tif"))
+                               .string();
+  TIFF* tiff = TIFFOpen(path.c_str(), "w");
+  if (tiff == nullptr) throw std::runtime_error("libtiff could not create " + path);
+  TIFFSetField(tiff, TIFFTAG_IMAGEWIDTH, s.width);
+  TIFFSetField(tiff, TIFFTAG_IMAGELENGTH, s.height);
+  TIFFSetField(tiff, TIFFTAG_BITSPERSAMPLE, s.bits);
+  TIFFSetField(tiff, TIFFTAG_SAMPLESPERPIXEL, s.channels);
+  TIFFSetField(tiff, TIFFTAG_PHOTOMETRIC, file.photometric);
+  TIFFSetField(tiff, TIFFTAG_COMPRESSION, file.compression);
+  TIFFSetField(tiff, TIFFTAG_ORIENTATION, file.orientation);
+  TIFFSetField(tiff, TIFFTAG_PLANARCONFIG,
+               file.separatePlanes ? PLANARCONFIG_SEPARATE : PLANARCONFIG_CONTIG);
+  if (file.unassociatedAlpha) {
+    const std::uint16_t extra[] = {EXTRASAMPLE_UNASSALPHA};
+    TIFFSetField(tiff, TIFFTAG_EXTRASAMPLES, 1, extra);
+  }
+  if (!file.colourMap.empty()) {
+    const std::size_t n = file.colourMap.size() / 3;
+    TIFFSetField(tiff, TIFFTAG_COLORMAP, file.colourMap.data(), file.colourMap.data() + n,
+                 file.colourMap.data() + 2 * n);
+  }
+  const unsigned planes = file.separatePlanes ? s.channels : 1;
+  const unsigned perPlane = file.separatePlanes ? 1 : s.channels;
+  bool ok = true;
+  if (file.tiled) {
+    TIFFSetField(tiff, TIFFTAG_TILEWIDTH, 16);
+    TIFFSetField(tiff, TIFFTAG_TILELENGTH, 16);
+    // Whole tiles of 16 x 16, cut from rows packed as the scanlines are.
+    for (unsigned plane = 0; plane < planes; ++plane) {
+      for (unsigned ty = 0; ty < s.height; ty += 16) {
+        for (unsigned tx = 0; tx < s.width; tx += 16) {
+          Bytes tile;
+          const unsigned pixelBytes = perPlane * s.bits / 8;
+          for (unsigned y = ty; y < ty + 16; ++y) {
+            Bytes row = y < s.height ? PackRow(s, y, plane, 1, perPlane, false) : Bytes{};
+            row.resize((s.width + 16) * pixelBytes, 0);
+            tile.insert(tile.end(), row.begin() + tx * pixelBytes,
+                        row.begin() + (tx + 16) * pixelBytes);
+          }
+          ok = ok &&
+               TIFFWriteTile(tiff, tile.data(), tx, ty, 0, static_cast<std::uint16_t>(plane)) >= 0;
+        }
+      }
+    }
+  } else {
+    TIFFSetField(tiff, TIFFTAG_ROWSPERSTRIP, 3);
+    for (unsigned plane = 0; plane < planes; ++plane) {
+      for (unsigned y = 0; y < s.height; ++y) {
+        Bytes row = PackRow(s, y, plane, 1, perPlane, false);
+        ok = ok && TIFFWriteScanline(tiff, row.data(), y, static_cast<std::uint16_t>(plane)) >= 0;
+      }
+    }
+  }
+  TIFFClose(tiff);
+  std::ifstream in(path, std::ios::binary);
+  Bytes bytes{std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
+  std::filesystem::remove(path);
+  if (!ok) throw std::runtime_error("libtiff could not write the test picture");
+  return bytes;
+}
+
+Bytes WriteJPEG(const Samples& s, int quality) {
+  jpeg_compress_struct info{};
+  jpeg_error_mgr errors{};
+  info.err = jpeg_std_error(&errors);
+  jpeg_create_compress(&info);
+  unsigned char* buffer = nullptr;
+  unsigned long size = 0;
+  jpeg_mem_dest(&info, &buffer, &size);
+  info.image_width = s.width;
+  info.image_height = s.height;
+  info.input_components = static_cast<int>(s.channels);
+  info.in_color_space = s.channels == 1 ? JCS_GRAYSCALE : s.channels == 3 ? JCS_RGB : JCS_CMYK;
+  jpeg_set_defaults(&info);
+  jpeg_set_quality(&info, quality, TRUE);
+  jpeg_start_compress(&info, TRUE);
+  for (unsigned y = 0; y < s.height; ++y) {
+    Bytes row;
+    for (unsigned i = 0; i < s.width * s.channels; ++i) {
+      row.push_back(static_cast<unsigned char>(s.values[y * s.width * s.channels + i]));
+    }
+    JSAMPROW pointer = row.data();
+    jpeg_write_scanlines(&info, &pointer, 1);
+  }
+  jpeg_finish_compress(&info);
+  jpeg_destroy_compress(&info);
+  Bytes out(buffer, buffer + size);
+  std::free(buffer);
+  return out;
+}
+
+}  // namespace Vellum::Testing
