@@ -2,6 +2,7 @@
 
 #include <sstream>
 #include <string>
+#include <utility>
 
 #include "driver/page_label.h"
 #include "labeljob/label_job.h"
@@ -44,7 +45,7 @@ std::string Label(RasterInput& input, const cups_page_header2_t& header,
     messages << "DEBUG: Label " << number << ": " << geometry.width << " x " << geometry.length
              << " tenths of a millimetre, gap " << geometry.gap << ", " << dotsPerMillimetre
              << " dots/mm\n";
-    return label.str();
+    return std::move(label).str();
   } catch (const std::exception& e) {
     throw PageException("Page " + std::to_string(number) + ": " + e.what());
   }

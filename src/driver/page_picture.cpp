@@ -63,12 +63,22 @@ Brindle::Image ReadPagePicture(RasterInput& input, const cups_page_header2_t& he
   // CUPS's grey spaces do; its black space counts the other way.
   const bool invert = kind == Kind::kBlack;
 
+  // Rows kept whole are read straight into the picture; others pass through
+  // one row of room.
   std::vector<unsigned char> row(header.cupsBytesPerLine), data;
   for (unsigned y = 0; y < header.cupsHeight; ++y) {
-    input.ReadRow(row.data());
-    if (y >= keptHeight) continue;
+    if (y >= keptHeight) {
+      input.ReadRow(row.data());
+      continue;
+    }
     const std::size_t start = data.size();
-    data.insert(data.end(), row.begin(), row.begin() + static_cast<std::ptrdiff_t>(keptBytes));
+    if (keptBytes == header.cupsBytesPerLine) {
+      data.resize(start + keptBytes);
+      input.ReadRow(data.data() + start);
+    } else {
+      input.ReadRow(row.data());
+      data.insert(data.end(), row.begin(), row.begin() + static_cast<std::ptrdiff_t>(keptBytes));
+    }
     if (invert)
       std::for_each(data.begin() + static_cast<std::ptrdiff_t>(start), data.end(),
                     [](unsigned char& byte) { byte = static_cast<unsigned char>(~byte); });
