@@ -418,6 +418,12 @@ TEST_F(FilterJob, CommandLineMistakesAreReported) {
     EXPECT_EQ(result.out, "");
     EXPECT_EQ(result.err, "ERROR: " + c.error + "\n");
   }
+  // A queue whose PPD has gone.
+  const ProcessResult noPPD = RunFilter(raster, "", "1", "/nonexistent/queue.ppd");
+  EXPECT_EQ(noPPD.status, 1);
+  EXPECT_EQ(noPPD.out, "");
+  EXPECT_EQ(noPPD.err,
+            "ERROR: Unable to read the PPD file /nonexistent/queue.ppd: Unable to open PPD file\n");
 }
 
 }  // namespace
