@@ -10,7 +10,6 @@
 #include <time.h>
 
 #include <algorithm>
-
 #include <cstring>
 #include <map>
 #include <ostream>
@@ -41,10 +40,11 @@ const Vellum::Testing::RasterPage& Page(unsigned dpi) {
   std::uint32_t noise = 1;
   const auto header = Vellum::Testing::LabelHeader(100, 150, dpi);
   return pages[dpi] = Vellum::Testing::MakePage(header, [&](unsigned x, unsigned y) {
-    noise = noise * 1664525U + 1013904223U;
-    if (y < header.cupsHeight / 3) return static_cast<unsigned char>((x + y) / 20 + (noise >> 29));
-    return static_cast<unsigned char>((x / 7 + y / 40) % 3 == 0 ? 0 : 255);
-  });
+           noise = noise * 1664525U + 1013904223U;
+           if (y < header.cupsHeight / 3)
+             return static_cast<unsigned char>((x + y) / 20 + (noise >> 29));
+           return static_cast<unsigned char>((x / 7 + y / 40) % 3 == 0 ? 0 : 255);
+         });
 }
 
 const std::string& Raster(unsigned dpi) {
@@ -67,9 +67,9 @@ double HalftoningSeconds(unsigned dpi, Halftone halftone) {
   double best = 1e9;
   for (int run = 0; run < 5; ++run) {
     const double start = ThreadSeconds();
-    benchmark::DoNotOptimize(Brindle::BitmapFromImage(
-        picture, {0, 0, picture.Width(), picture.Height()}, 10.0, 0,
-        Corvane::Driver::DitherMethod(halftone), 3));
+    benchmark::DoNotOptimize(
+        Brindle::BitmapFromImage(picture, {0, 0, picture.Width(), picture.Height()}, 10.0, 0,
+                                 Corvane::Driver::DitherMethod(halftone), 3));
     best = std::min(best, ThreadSeconds() - start);
   }
   return best;
@@ -92,13 +92,13 @@ void FilterPage(benchmark::State& state) {
     });
     benchmark::DoNotOptimize(Corvane::Driver::WriteJob(input, settings, out, messages));
   }
-  state.counters["pages/s"] = benchmark::Counter(static_cast<double>(state.iterations()),
-                                                 benchmark::Counter::kIsRate);
+  state.counters["pages/s"] =
+      benchmark::Counter(static_cast<double>(state.iterations()), benchmark::Counter::kIsRate);
   const double halftoning = HalftoningSeconds(dpi, settings.options.halftone);
   state.counters["halftoning_pages/s"] = 1 / halftoning;
-  state.counters["x_halftoning"] = benchmark::Counter(
-      static_cast<double>(state.iterations()) * halftoning,
-      benchmark::Counter::kIsRate | benchmark::Counter::kInvert);
+  state.counters["x_halftoning"] =
+      benchmark::Counter(static_cast<double>(state.iterations()) * halftoning,
+                         benchmark::Counter::kIsRate | benchmark::Counter::kInvert);
   state.SetLabel(std::to_string(Page(dpi).header.cupsWidth) + " x " +
                  std::to_string(Page(dpi).header.cupsHeight) + " dots, " +
                  std::to_string(raster.size() / 1024) + " KiB of raster");

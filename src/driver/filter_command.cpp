@@ -16,8 +16,7 @@
 namespace Corvane::Driver {
 namespace {
 
-constexpr const char* kUsage =
-    "Usage: rastertovellum job-id user title copies options [file]";
+constexpr const char* kUsage = "Usage: rastertovellum job-id user title copies options [file]";
 
 std::uint32_t ParseCopies(const std::string& text) {
   static const std::regex kNumber("^[0-9]{1,4}$");
@@ -79,8 +78,7 @@ int RunFilter(const std::vector<std::string>& arguments, const char* ppd, int in
     }
     RasterInput raster = RasterInput::FromDescriptor(input);
     const std::size_t labels = WriteJob(raster, settings, out, messages);
-    messages << "INFO: " << labels << (labels == 1 ? " label" : " labels") << " sent"
-             << std::endl;
+    messages << "INFO: " << labels << (labels == 1 ? " label" : " labels") << " sent" << std::endl;
     return 0;
   } catch (const std::exception& e) {
     messages << "ERROR: " << e.what() << std::endl;

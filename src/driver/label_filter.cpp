@@ -32,8 +32,7 @@ std::string Label(RasterInput& input, const cups_page_header2_t& header,
     const LabelJob::LabelGeometry geometry = GeometryOf(header, options.gap);
     LabelJob::IssueOptions issue = options.issue;
     issue.copies = settings.copies;
-    const Brindle::Bitmap canvas =
-        PageCanvas(input, header, geometry, dotsPerMillimetre, options);
+    const Brindle::Bitmap canvas = PageCanvas(input, header, geometry, dotsPerMillimetre, options);
 
     std::ostringstream label;
     label << settings.insertions.preLabel;

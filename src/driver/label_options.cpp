@@ -55,14 +55,15 @@ std::optional<std::uint32_t> ParseGap(const std::string& choice) {
   static const std::regex kGap("^(\\d{1,3})(\\.(\\d))?(mm)?$");
   std::smatch match;
   if (!std::regex_match(choice, match, kGap)) return std::nullopt;
-  const std::uint32_t tenths = static_cast<std::uint32_t>(std::stoul(match[1].str()) * 10 +
-                                                          (match[3].matched ? match[3].str()[0] - '0' : 0));
+  const std::uint32_t tenths = static_cast<std::uint32_t>(
+      std::stoul(match[1].str()) * 10 + (match[3].matched ? match[3].str()[0] - '0' : 0));
   if (tenths > kLargestGap) return std::nullopt;
   return tenths;
 }
 
 template <typename Table>
-auto Find(const Table& table, const std::string& choice) -> std::optional<decltype(table[0].second)> {
+auto Find(const Table& table, const std::string& choice)
+    -> std::optional<decltype(table[0].second)> {
   for (const auto& [name, value] : table)
     if (name == choice) return value;
   return std::nullopt;
@@ -136,8 +137,7 @@ LabelOptions ApplyPageHeader(LabelOptions base, const cups_page_header2_t& heade
     base.curve = value - 1;
   if (const unsigned value = HeaderChoice(header, 2, kTracking.size(), "media tracking"))
     base.issue.sensor = kTracking[value - 1].second;
-  if (const unsigned value = HeaderChoice(header, 3, kLargestGap + 1, "gap"))
-    base.gap = value - 1;
+  if (const unsigned value = HeaderChoice(header, 3, kLargestGap + 1, "gap")) base.gap = value - 1;
   HeaderBoolean(header, 4, "cut", base.issue.cut);
   HeaderBoolean(header, 5, "strip", base.issue.strip);
   HeaderBoolean(header, 6, "ribbon", base.issue.ribbon);

@@ -30,8 +30,8 @@ struct LabelOptions {
 //   TECMediaTracking  Gap (transmissive sensor), Mark (reflective), Continuous (none)
 //   TECLabelGap       a length in millimetres with at most one decimal: 3mm, 2.5mm
 //   TECCut, TECStrip, TECRibbon  True or False (also yes/no, on/off, any case)
-inline const char* const kOptionKeywords[] = {"TECHalftone", "Darkness",  "TECMediaTracking",
-                                              "TECLabelGap", "TECCut",    "TECStrip",
+inline const char* const kOptionKeywords[] = {"TECHalftone", "Darkness", "TECMediaTracking",
+                                              "TECLabelGap", "TECCut",   "TECStrip",
                                               "TECRibbon"};
 
 // The options for the choices given by keyword, applied in turn on `base`.

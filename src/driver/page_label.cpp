@@ -56,16 +56,15 @@ Brindle::Bitmap PageCanvas(RasterInput& input, const cups_page_header2_t& header
                            const LabelJob::LabelGeometry& geometry, unsigned dotsPerMillimetre,
                            const LabelOptions& options) {
   Brindle::Bitmap canvas = LabelJob::LabelCanvas(geometry, dotsPerMillimetre);
-  const Brindle::Image picture =
-      ReadPagePicture(input, header, canvas.Width(), canvas.Height());
+  const Brindle::Image picture = ReadPagePicture(input, header, canvas.Width(), canvas.Height());
   if (!picture.IsNonEmpty()) return canvas;
   // At 10 dots per millimetre a rectangle in tenths of a millimetre is a
   // rectangle in pixels: the picture keeps its size, one pixel per dot.
   const Brindle::LabelRectangle rectangle{0, 0, picture.Width(), picture.Height()};
-  const std::uint32_t curve = TakesToneCurve(options.halftone) ? options.curve
-                                                                : Brindle::Bitmap::kNormalCurve;
-  canvas.Draw(Brindle::BitmapFromImage(picture, rectangle, 10.0, 0,
-                                       DitherMethod(options.halftone), curve));
+  const std::uint32_t curve =
+      TakesToneCurve(options.halftone) ? options.curve : Brindle::Bitmap::kNormalCurve;
+  canvas.Draw(
+      Brindle::BitmapFromImage(picture, rectangle, 10.0, 0, DitherMethod(options.halftone), curve));
   return canvas;
 }
 

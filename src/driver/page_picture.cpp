@@ -40,9 +40,9 @@ void CheckPixelFormat(const cups_page_header2_t& header) {
       (static_cast<std::uint64_t>(header.cupsWidth) * header.cupsBitsPerPixel + 7) / 8;
   if (header.cupsBytesPerLine != expected || expected == 0) {
     throw InvalidFormatException("The page header gives " +
-                                 std::to_string(header.cupsBytesPerLine) +
-                                 " bytes per line for " + std::to_string(header.cupsWidth) +
-                                 " pixels of " + std::to_string(header.cupsBitsPerPixel) + " bits");
+                                 std::to_string(header.cupsBytesPerLine) + " bytes per line for " +
+                                 std::to_string(header.cupsWidth) + " pixels of " +
+                                 std::to_string(header.cupsBitsPerPixel) + " bits");
   }
   if (expected > kLongestLine) {
     throw InvalidFormatException("The page is " + std::to_string(header.cupsWidth) +

@@ -63,8 +63,8 @@ Bitmap ExpectedCanvas(const RasterPage& page, const LabelJob::LabelGeometry& geo
                       unsigned dotsPerMillimetre, std::int32_t method, std::uint32_t curve) {
   Bitmap canvas = LabelJob::LabelCanvas(geometry, dotsPerMillimetre);
   const Image picture = PagePicture(page, canvas.Width(), canvas.Height());
-  canvas.Draw(Brindle::BitmapFromImage(picture, {0, 0, picture.Width(), picture.Height()}, 10.0,
-                                       0, method, curve));
+  canvas.Draw(Brindle::BitmapFromImage(picture, {0, 0, picture.Width(), picture.Height()}, 10.0, 0,
+                                       method, curve));
   return canvas;
 }
 
@@ -110,8 +110,8 @@ RasterPage PicturePage(const cups_page_header2_t& header) {
 std::vector<unsigned char> Rendered(const std::string& job, unsigned dpi) {
   TempDir dir;
   std::ofstream(dir / "job.prn", std::ios::binary) << job;
-  Corvane::Vellum::Commands::Render({"-r", std::to_string(dpi), "-o", (dir / "label.tif").string(),
-                                     (dir / "job.prn").string()});
+  Corvane::Vellum::Commands::Render(
+      {"-r", std::to_string(dpi), "-o", (dir / "label.tif").string(), (dir / "job.prn").string()});
   return LibtiffPixels(dir / "label.tif");
 }
 
@@ -133,10 +133,9 @@ class FilterRoundTrip : public testing::TestWithParam<FormatCase> {};
 
 TEST_P(FilterRoundTrip, RenderedLabelHasTheLibrarysDots) {
   const FormatCase& c = GetParam();
-  const RasterPage page = PicturePage(LabelHeader(c.width, c.length, c.dpi, c.space, c.bits,
-                                                  c.channels));
-  const std::string options =
-      std::string("TECHalftone=") + c.halftone + " Darkness=" + c.darkness;
+  const RasterPage page =
+      PicturePage(LabelHeader(c.width, c.length, c.dpi, c.space, c.bits, c.channels));
+  const std::string options = std::string("TECHalftone=") + c.halftone + " Darkness=" + c.darkness;
   const ProcessResult result = RunFilter(WriteRaster({page}), options);
   ASSERT_EQ(result.status, 0) << result.err;
 
@@ -162,32 +161,31 @@ using Brindle::kThirtyTwoScreenMethod;
 
 INSTANTIATE_TEST_SUITE_P(
     Formats, FilterRoundTrip,
-    testing::Values(
-        FormatCase{"Grey203Threshold", CUPS_CSPACE_W, 8, 1, 203, 30, 12, "Threshold",
-                   kFixedThresholdMethod, "Normal", 3},
-        FormatCase{"Grey300Screen1", CUPS_CSPACE_W, 8, 1, 305, 20, 12, "Screen1",
-                   kFirstScreenMethod, "Normal", 3},
-        FormatCase{"Grey600Screen32", CUPS_CSPACE_W, 8, 1, 609, 20, 10, "Screen32",
-                   kThirtyTwoScreenMethod, "Normal", 3},
-        FormatCase{"SGrey600Screen2", CUPS_CSPACE_SW, 8, 1, 600, 20, 10, "Screen2",
-                   kSecondScreenMethod, "Normal", 3},
-        FormatCase{"Black300Patterns", CUPS_CSPACE_K, 8, 1, 300, 25, 15, "Patterns",
-                   kPatternMethod, "Dark", 4},
-        FormatCase{"RGB203Threshold", CUPS_CSPACE_RGB, 8, 3, 203, 30, 20, "Threshold",
-                   kFixedThresholdMethod, "Lightest", 0},
-        FormatCase{"SRGB600Patterns", CUPS_CSPACE_SRGB, 8, 3, 609, 15, 10, "Patterns",
-                   kPatternMethod, "Darkest", 6},
-        FormatCase{"OneBitGrey203", CUPS_CSPACE_W, 1, 1, 203, 30, 12, "Screen1",
-                   kFirstScreenMethod, "Normal", 3},
-        FormatCase{"OneBitBlack600", CUPS_CSPACE_K, 1, 1, 609, 15, 10, "Patterns",
-                   kPatternMethod, "Darker", 5},
-        // The screens have no darker curve: the normal one, with a warning.
-        FormatCase{"ScreenWithDarkness", CUPS_CSPACE_W, 8, 1, 203, 30, 12, "Screen1",
-                   kFirstScreenMethod, "Darkest", 3},
-        // 204 dpi is still 8 dots/mm; the raster, a little wider than the
-        // label, is cut at its edge.
-        FormatCase{"WiderThanTheLabel", CUPS_CSPACE_W, 8, 1, 204, 50, 20, "Threshold",
-                   kFixedThresholdMethod, "Normal", 3}),
+    testing::Values(FormatCase{"Grey203Threshold", CUPS_CSPACE_W, 8, 1, 203, 30, 12, "Threshold",
+                               kFixedThresholdMethod, "Normal", 3},
+                    FormatCase{"Grey300Screen1", CUPS_CSPACE_W, 8, 1, 305, 20, 12, "Screen1",
+                               kFirstScreenMethod, "Normal", 3},
+                    FormatCase{"Grey600Screen32", CUPS_CSPACE_W, 8, 1, 609, 20, 10, "Screen32",
+                               kThirtyTwoScreenMethod, "Normal", 3},
+                    FormatCase{"SGrey600Screen2", CUPS_CSPACE_SW, 8, 1, 600, 20, 10, "Screen2",
+                               kSecondScreenMethod, "Normal", 3},
+                    FormatCase{"Black300Patterns", CUPS_CSPACE_K, 8, 1, 300, 25, 15, "Patterns",
+                               kPatternMethod, "Dark", 4},
+                    FormatCase{"RGB203Threshold", CUPS_CSPACE_RGB, 8, 3, 203, 30, 20, "Threshold",
+                               kFixedThresholdMethod, "Lightest", 0},
+                    FormatCase{"SRGB600Patterns", CUPS_CSPACE_SRGB, 8, 3, 609, 15, 10, "Patterns",
+                               kPatternMethod, "Darkest", 6},
+                    FormatCase{"OneBitGrey203", CUPS_CSPACE_W, 1, 1, 203, 30, 12, "Screen1",
+                               kFirstScreenMethod, "Normal", 3},
+                    FormatCase{"OneBitBlack600", CUPS_CSPACE_K, 1, 1, 609, 15, 10, "Patterns",
+                               kPatternMethod, "Darker", 5},
+                    // The screens have no darker curve: the normal one, with a warning.
+                    FormatCase{"ScreenWithDarkness", CUPS_CSPACE_W, 8, 1, 203, 30, 12, "Screen1",
+                               kFirstScreenMethod, "Darkest", 3},
+                    // 204 dpi is still 8 dots/mm; the raster, a little wider than the
+                    // label, is cut at its edge.
+                    FormatCase{"WiderThanTheLabel", CUPS_CSPACE_W, 8, 1, 204, 50, 20, "Threshold",
+                               kFixedThresholdMethod, "Normal", 3}),
     [](const testing::TestParamInfo<FormatCase>& info) { return std::string(info.param.name); });
 
 // A small grey label page of the given size at 203 dpi.
@@ -204,8 +202,8 @@ LabelJob::LabelGeometry Geometry(double width, double length, std::uint32_t gap 
 std::string DefaultLabel(const RasterPage& page, const LabelJob::LabelGeometry& geometry,
                          const LabelJob::IssueOptions& issue, const std::string& preLabel = "",
                          const std::string& postLabel = "") {
-  return LabelBytes(ExpectedCanvas(page, geometry, 8, kFixedThresholdMethod, 3), geometry, 8,
-                    issue, preLabel, postLabel);
+  return LabelBytes(ExpectedCanvas(page, geometry, 8, kFixedThresholdMethod, 3), geometry, 8, issue,
+                    preLabel, postLabel);
 }
 
 class FilterJob : public testing::Test {
@@ -258,15 +256,15 @@ TEST_F(FilterJob, EveryPageBecomesALabelIssuedWithTheCopies) {
 TEST_F(FilterJob, InsertionsGoAroundTheJobAndEachLabel) {
   const std::string fileBytes("{PL;file}\0\x1b\xff|}\n", 15);
   std::ofstream(dir_ / "post-label.tpcl", std::ios::binary) << fileBytes;
-  const std::string ppd = QueuePPD({}, {{"PreJob", "string", "\\e{PJ;start|}\\n"},
-                                        {"PostJob", "string", "{PJ;end\\x21|}"},
-                                        {"PreLabel", "string", "\\\"q\\\"\\t"},
-                                        {"PostLabel", "file", (dir_ / "post-label.tpcl").string()}});
+  const std::string ppd =
+      QueuePPD({}, {{"PreJob", "string", "\\e{PJ;start|}\\n"},
+                    {"PostJob", "string", "{PJ;end\\x21|}"},
+                    {"PreLabel", "string", "\\\"q\\\"\\t"},
+                    {"PostLabel", "file", (dir_ / "post-label.tpcl").string()}});
   const std::vector<RasterPage> pages = {GreyPage(30, 12), GreyPage(30, 12)};
   const ProcessResult result = RunFilter(WriteRaster(pages), "", "1", ppd);
   ASSERT_EQ(result.status, 0) << result.err;
-  const std::string label =
-      DefaultLabel(pages[0], Geometry(30, 12), {}, "\"q\"\t", fileBytes);
+  const std::string label = DefaultLabel(pages[0], Geometry(30, 12), {}, "\"q\"\t", fileBytes);
   EXPECT_EQ(result.out, "\x1b{PJ;start|}\n" + label + label + "{PJ;end!|}");
 }
 
@@ -282,9 +280,10 @@ TEST_F(FilterJob, AMissingInsertionFileFailsTheJobBeforeAnyByte) {
 
 TEST_F(FilterJob, OptionsComeFromThePPDThenTheJobThenThePageHeader) {
   // The queue's defaults: black marks, a 2 mm gap, cut.
-  const std::string ppd = QueuePPD({{"*DefaultTECMediaTracking: Gap", "*DefaultTECMediaTracking: Mark"},
-                                    {"*DefaultTECLabelGap: 3mm", "*DefaultTECLabelGap: 2mm"},
-                                    {"*DefaultTECCut: False", "*DefaultTECCut: True"}});
+  const std::string ppd =
+      QueuePPD({{"*DefaultTECMediaTracking: Gap", "*DefaultTECMediaTracking: Mark"},
+                {"*DefaultTECLabelGap: 3mm", "*DefaultTECLabelGap: 2mm"},
+                {"*DefaultTECCut: False", "*DefaultTECCut: True"}});
   RasterPage page = GreyPage(30, 12);
   LabelJob::IssueOptions issue;
   issue.sensor = LabelJob::Sensor::kReflective;
@@ -301,11 +300,11 @@ TEST_F(FilterJob, OptionsComeFromThePPDThenTheJobThenThePageHeader) {
   EXPECT_EQ(result.out, DefaultLabel(page, Geometry(30, 12, 5), issue)) << result.err;
 
   // And the page header's fields, as the PPD's choices set them, over both.
-  page.header.cupsInteger[0] = 5;   // Patterns
-  page.header.cupsInteger[1] = 2;   // Lighter
-  page.header.cupsInteger[2] = 2;   // Gap
-  page.header.cupsInteger[3] = 101; // 10 mm
-  page.header.cupsInteger[4] = 1;   // no cut
+  page.header.cupsInteger[0] = 5;    // Patterns
+  page.header.cupsInteger[1] = 2;    // Lighter
+  page.header.cupsInteger[2] = 2;    // Gap
+  page.header.cupsInteger[3] = 101;  // 10 mm
+  page.header.cupsInteger[4] = 1;    // no cut
   issue = {};
   issue.strip = issue.ribbon = true;
   result = RunFilter(WriteRaster({page}), "TECStrip=True TECRibbon=yes", "1", ppd);
@@ -332,15 +331,16 @@ TEST_F(FilterJob, ABadPageEndsTheJobAfterTheWholeLabelsBeforeIt) {
                                         {"PreLabel", "string", "<label>"},
                                         {"PostLabel", "string", "</label>"}});
   const RasterPage good = GreyPage(30, 12);
-  const std::string first =
-      "<label>" + DefaultLabel(good, Geometry(30, 12), {}) + "</label>";
+  const std::string first = "<label>" + DefaultLabel(good, Geometry(30, 12), {}) + "</label>";
   const std::string two = WriteRaster({good, good}, CUPS_RASTER_WRITE);
   RasterPage cmyk = good;
   cmyk.header = LabelHeader(30, 12, 203, CUPS_CSPACE_CMYK, 8, 4);
-  cmyk.rows.assign(static_cast<std::size_t>(cmyk.header.cupsBytesPerLine) * cmyk.header.cupsHeight, 7);
+  cmyk.rows.assign(static_cast<std::size_t>(cmyk.header.cupsBytesPerLine) * cmyk.header.cupsHeight,
+                   7);
   RasterPage deep = good;
   deep.header = LabelHeader(30, 12, 203, CUPS_CSPACE_W, 16, 1);
-  deep.rows.assign(static_cast<std::size_t>(deep.header.cupsBytesPerLine) * deep.header.cupsHeight, 7);
+  deep.rows.assign(static_cast<std::size_t>(deep.header.cupsBytesPerLine) * deep.header.cupsHeight,
+                   7);
   RasterPage lowResolution = PicturePage(LabelHeader(30, 12, 150));
   RasterPage huge = good;
   huge.header.cupsPageSize[0] = 600;  // 211.7 mm
@@ -372,7 +372,8 @@ TEST_F(FilterJob, ABadPageEndsTheJobAfterTheWholeLabelsBeforeIt) {
        "the same across and along the label"},
       {"too wide", WriteRaster({huge}), "<job></job>",
        "Page 1: The page is 211.7 x 12.0 mm; a label is at most 170.0 mm wide and 999.9 mm long"},
-      {"no size", WriteRaster({noSize}), "<job></job>", "Page 1: The page header gives no page size"},
+      {"no size", WriteRaster({noSize}), "<job></job>",
+       "Page 1: The page header gives no page size"},
       {"odd header field", WriteRaster({oddField}), "<job></job>",
        "Page 1: The page header's cupsInteger0 (halftoning) is 9; it takes 0 to 5"},
   };
@@ -398,9 +399,11 @@ TEST_F(FilterJob, CommandLineMistakesAreReported) {
     std::vector<std::string> arguments;
     std::string error;
   } cases[] = {
-      {{"7", "user", "title", "1"}, "Usage: rastertovellum job-id user title copies options [file]"},
+      {{"7", "user", "title", "1"},
+       "Usage: rastertovellum job-id user title copies options [file]"},
       {{"7", "user", "title", "0", ""}, "The number of copies is \"0\"; it must be 1 to 9999"},
-      {{"7", "user", "title", "10000", ""}, "The number of copies is \"10000\"; it must be 1 to 9999"},
+      {{"7", "user", "title", "10000", ""},
+       "The number of copies is \"10000\"; it must be 1 to 9999"},
       {{"7", "user", "title", "x", ""}, "The number of copies is \"x\"; it must be 1 to 9999"},
       {{"7", "user", "title", "1", "", "/nonexistent.ras"},
        "Unable to open the raster file /nonexistent.ras: No such file or directory"},

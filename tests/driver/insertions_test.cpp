@@ -37,12 +37,14 @@ TEST(Insertions, EachLineGivesItsBytes) {
       {"*TECPreJobInsertion: \"x\"", "second"},
   };
   for (const auto& c : cases) {
-    const std::string ppd = "*PPD-Adobe: \"4.3\"\n" + c.line + "\n*TECPreJobInsertion String: \"second\"\n";
+    const std::string ppd =
+        "*PPD-Adobe: \"4.3\"\n" + c.line + "\n*TECPreJobInsertion String: \"second\"\n";
     EXPECT_EQ(ReadInsertions(ppd).preJob, c.bytes) << c.line;
   }
   const Insertions all = ReadInsertions(
       "*TECPreJobInsertion String: \"1\"\n*TECPostJobInsertion String: \"2\"\n"
-      "*TECPreLabelInsertion File: \"" + a + "\"\n*TECPostLabelInsertion String: \"4\"");
+      "*TECPreLabelInsertion File: \"" +
+      a + "\"\n*TECPostLabelInsertion String: \"4\"");
   EXPECT_EQ(all.preJob, "1");
   EXPECT_EQ(all.postJob, "2");
   EXPECT_EQ(all.preLabel, fileBytes);
@@ -61,8 +63,10 @@ TEST(Insertions, UnreadableValuesAreRefusedWithTheirReason) {
       {"*TECPreJobInsertion File: \"/dev/zero\"",
        "Unable to read the pre-job insertion file /dev/zero: larger than 16 MiB"},
       {"*TECPostLabelInsertion String: \"\\q\"", "\\q"},
-      {"*TECPreJobInsertion String: x", "The *TECPreJobInsertion line (line 1) holds no quoted value"},
-      {"*TECPreJobInsertion String: \"x", "The *TECPreJobInsertion line (line 1) holds no quoted value"},
+      {"*TECPreJobInsertion String: x",
+       "The *TECPreJobInsertion line (line 1) holds no quoted value"},
+      {"*TECPreJobInsertion String: \"x",
+       "The *TECPreJobInsertion line (line 1) holds no quoted value"},
   };
   for (const auto& c : cases) {
     try {

@@ -1,9 +1,8 @@
 // The driver's PPD file: valid for CUPS, every choice understood by the
 // filter whichever way it arrives, and insertion lines that the insertion
 // commands find and the filter reads back.
-#include <gtest/gtest.h>
-
 #include <cups/cups.h>
+#include <gtest/gtest.h>
 
 #include <fstream>
 #include <sstream>
@@ -84,18 +83,23 @@ TEST(DriverPPD, EveryChoiceReachesTheFilterTheSameThroughHeaderAndOptions) {
     const ppd_option_t* option = ppdFindOption(ppd, keyword);
     ASSERT_NE(option, nullptr) << keyword;
     for (int i = 0; i < option->num_choices; ++i) {
-      const std::string choice = option->choices[i].choice, what = std::string(keyword) + "=" + choice;
+      const std::string choice = option->choices[i].choice,
+                        what = std::string(keyword) + "=" + choice;
       // The job's options name the choice: understood, no warning.
       const LabelOptions defaults = ApplyChoices({}, PPDDefaultChoices(kPPD), warnings);
       const LabelOptions expected = ApplyChoices(defaults, {{keyword, choice}}, warnings);
       EXPECT_TRUE(warnings.empty()) << what;
       // A header made for the defaults and this choice says the same, over
       // options that are all the other way.
-      const LabelOptions other = ApplyChoices(
-          {}, {{"TECHalftone", "Patterns"}, {"Darkness", "Darkest"}, {"TECMediaTracking", "Mark"},
-               {"TECLabelGap", "99.9mm"}, {"TECCut", "True"}, {"TECStrip", "True"},
-               {"TECRibbon", "True"}},
-          warnings);
+      const LabelOptions other = ApplyChoices({},
+                                              {{"TECHalftone", "Patterns"},
+                                               {"Darkness", "Darkest"},
+                                               {"TECMediaTracking", "Mark"},
+                                               {"TECLabelGap", "99.9mm"},
+                                               {"TECCut", "True"},
+                                               {"TECStrip", "True"},
+                                               {"TECRibbon", "True"}},
+                                              warnings);
       ExpectSame(ApplyPageHeader(other, HeaderFor(keyword, choice)), expected, what);
       ++choices;
     }

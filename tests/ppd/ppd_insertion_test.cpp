@@ -129,9 +129,9 @@ TEST(FindInsertion, ReadsTheLineTheCommandsRewrite) {
     EXPECT_EQ(found->escapedValue, c.value) << c.ppd;
   }
   EXPECT_THROW(FindInsertion("*TECPreJobInsertion String: x\n", "PreJob"), InvalidFormatException);
-  EXPECT_THROW(FindInsertion("*TECPreJobInsertion String: \"" + std::string(2000, 'x') + "\"",
-                             "PreJob"),
-               InsertionNotSetException);
+  EXPECT_THROW(
+      FindInsertion("*TECPreJobInsertion String: \"" + std::string(2000, 'x') + "\"", "PreJob"),
+      InsertionNotSetException);
 }
 
 TEST_F(PPDInsertion, ConcurrentEditsAreAllKept) {

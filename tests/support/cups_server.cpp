@@ -32,12 +32,14 @@ CupsServer::CupsServer(SocketBackend socket, const std::vector<std::string>& fil
     // the queue's PPD in here.
     std::filesystem::permissions(d, std::filesystem::perms(0755));
     for (const auto& entry : std::filesystem::directory_iterator("/usr/lib/cups/filter")) {
-      std::filesystem::create_symlink(entry.path(), d + "/bin/filter/" + entry.path().filename().string());
+      std::filesystem::create_symlink(entry.path(),
+                                      d + "/bin/filter/" + entry.path().filename().string());
     }
     // Copied, not linked: cupsd runs only programs that root owns and no one
     // else may change, and a build directory is not necessarily such a place.
     for (const std::string& filter : filters) {
-      const std::string copy = d + "/bin/filter/" + std::filesystem::path(filter).filename().string();
+      const std::string copy =
+          d + "/bin/filter/" + std::filesystem::path(filter).filename().string();
       std::filesystem::copy_file(filter, copy, std::filesystem::copy_options::overwrite_existing);
       std::filesystem::permissions(copy, std::filesystem::perms(0755));
     }

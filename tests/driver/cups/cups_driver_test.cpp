@@ -41,7 +41,8 @@ fs::path WritePicture(const fs::path& path) {
 
 std::size_t Dots(const fs::path& tiff) {
   std::size_t dots = 0;
-  for (unsigned char byte : LibtiffPixels(tiff)) dots += static_cast<std::size_t>(__builtin_popcount(byte));
+  for (unsigned char byte : LibtiffPixels(tiff))
+    dots += static_cast<std::size_t>(__builtin_popcount(byte));
   return dots;
 }
 
@@ -60,7 +61,8 @@ TEST(DriverThroughCups, APictureBecomesALabelAndTheInsertionsShowUp) {
   cups.AddQueue(queue, "socket://127.0.0.1:" + std::to_string(printer.Port()), kPPD);
   const fs::path picture = WritePicture(dir / "picture.pgm");
 
-  RunOrFail({"/usr/bin/lp", "-d", queue, "-o", "PageSize=25x50mmRotated.Fullbleed", picture.string()},
+  RunOrFail(
+      {"/usr/bin/lp", "-d", queue, "-o", "PageSize=25x50mmRotated.Fullbleed", picture.string()},
       cups.ClientEnvironment());
   ASSERT_TRUE(printer.WaitForLabels(1, 60)) << printer.Log() << cups.ErrorLog();
   const std::string first = Slurp(dir / "labels" / "label-000001.prn");
@@ -93,11 +95,11 @@ TEST(DriverThroughCups, APictureBecomesALabelAndTheInsertionsShowUp) {
                     {"setpostjob", "string", "{XX;post-job|}\\n"}};
   for (const auto& insertion : insertions) {
     RunOrFail({VELLUM_BINARY, "-p", queue, insertion.command, insertion.type, insertion.value},
-        cups.ClientEnvironment());
+              cups.ClientEnvironment());
   }
-  RunOrFail({"/usr/bin/lp", "-d", queue, "-n", "2", "-o", "PageSize=25x50mmRotated.Fullbleed",
-       "-o", "TECCut=True", picture.string()},
-      cups.ClientEnvironment());
+  RunOrFail({"/usr/bin/lp", "-d", queue, "-n", "2", "-o", "PageSize=25x50mmRotated.Fullbleed", "-o",
+             "TECCut=True", picture.string()},
+            cups.ClientEnvironment());
   ASSERT_TRUE(printer.WaitForLog("{XX;post-job|}", 1, 60)) << printer.Log() << cups.ErrorLog();
   ASSERT_TRUE(printer.WaitForLabels(3, 10)) << printer.Log();
   const std::string second = Slurp(dir / "labels" / "label-000002.prn");
@@ -127,8 +129,8 @@ TEST(DriverThroughCupsfilter, CupsfilterRunsThePictureThroughTheDriver) {
   EXPECT_TRUE(result.out.starts_with("{D0530,1000,0500|}\n{C|}\n{SG;")) << result.out.substr(0, 40);
   EXPECT_NE(result.out.find("{XS;I,0003,"), std::string::npos);
   std::ofstream(dir / "job.prn", std::ios::binary) << result.out;
-  const ProcessResult render = RunProcess(
-      {VELLUM_BINARY, "render", "-r", "300", "-o", (dir / "job.tif").string(), (dir / "job.prn").string()});
+  const ProcessResult render = RunProcess({VELLUM_BINARY, "render", "-r", "300", "-o",
+                                           (dir / "job.tif").string(), (dir / "job.prn").string()});
   ASSERT_EQ(render.status, 0) << render.err;
   EXPECT_GT(Dots(dir / "job.tif"), 10000u);
 }
