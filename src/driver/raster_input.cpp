@@ -41,6 +41,7 @@ ssize_t RasterInput::Read(void* context, unsigned char* buffer, std::size_t leng
   Source& source = *static_cast<Source*>(context);
   const std::ptrdiff_t count = source.read(buffer, length);
   if (count <= 0) source.ended = true;
+  if (count > 0) source.bytes += static_cast<std::uint64_t>(count);
   return count;
 }
 
@@ -50,12 +51,14 @@ bool RasterInput::NextPage(cups_page_header2_t& header) {
     while (rowsRead_ < header_.cupsHeight) ReadRow(row.data());
   }
   inPage_ = false;
+  const std::uint64_t before = source_->bytes;
   if (cupsRasterReadHeader2(raster_, &header_) == 0) {
     // libcups answers the end of the input and a broken header alike; only
-    // the read function knows whether the input had ended. A broken header
-    // at the very end of the input is taken as the end.
-    if (source_->ended) return false;
-    throw InvalidFormatException("The page header is not valid");
+    // the read function knows whether the input had ended, and whether the
+    // last bytes came for this header.
+    if (!source_->ended) throw InvalidFormatException("The page header is not valid");
+    if (source_->bytes != before) throw InvalidFormatException("The page header is cut short");
+    return false;
   }
   header = header_;
   rowsRead_ = 0;

@@ -4,6 +4,7 @@
 #include <cups/raster.h>
 
 #include <cstddef>
+#include <cstdint>
 #include <functional>
 #include <memory>
 
@@ -33,10 +34,14 @@ class RasterInput {
   RasterInput& operator=(RasterInput&&) = delete;
 
   // The next page's header; false at the end of the input. A header that
-  // cannot be read while the input goes on throws InvalidFormatException
-  // "The page header is not valid" (libcups refuses zero sizes, lines that do
-  // not hold whole pixels and depths beyond 16 bits per colour). The rest of
-  // the previous page, if its rows were not all read, is skipped first.
+  // cannot be read throws InvalidFormatException: "The page header is not
+  // valid" while the input goes on (libcups refuses zero sizes, lines that do
+  // not hold whole pixels and depths beyond 16 bits per colour), "The page
+  // header is cut short" when the input ends inside it. libcups answers both
+  // as it answers the end of the input, and reads compressed streams ahead,
+  // so a header cut short whose bytes it had already read counts as the end.
+  // The rest of the previous page, if its rows were not all read, is skipped
+  // first.
   bool NextPage(cups_page_header2_t& header);
 
   // Reads the next row of the current page into `row`, which holds
@@ -50,7 +55,8 @@ class RasterInput {
   // Where the read function keeps its state, fixed in memory for libcups.
   struct Source {
     ReadFunction read;
-    bool ended = false;  // the read function has reported the end or an error
+    bool ended = false;       // the read function has reported the end or an error
+    std::uint64_t bytes = 0;  // bytes it has delivered
   };
   std::unique_ptr<Source> source_;
   cups_raster_t* raster_ = nullptr;

@@ -333,6 +333,7 @@ TEST_F(FilterJob, ABadPageEndsTheJobAfterTheWholeLabelsBeforeIt) {
   const RasterPage good = GreyPage(30, 12);
   const std::string first = "<label>" + DefaultLabel(good, Geometry(30, 12), {}) + "</label>";
   const std::string two = WriteRaster({good, good}, CUPS_RASTER_WRITE);
+  const std::string twoCompressed = WriteRaster({good, good});
   RasterPage cmyk = good;
   cmyk.header = LabelHeader(30, 12, 203, CUPS_CSPACE_CMYK, 8, 4);
   cmyk.rows.assign(static_cast<std::size_t>(cmyk.header.cupsBytesPerLine) * cmyk.header.cupsHeight,
@@ -359,7 +360,10 @@ TEST_F(FilterJob, ABadPageEndsTheJobAfterTheWholeLabelsBeforeIt) {
       {"second page cut short", Cut(two, two.size() - 100), "<job>" + first + "</job>",
        "Page 2: The page ends after " + std::to_string(good.header.cupsHeight - 1) + " of its " +
            std::to_string(good.header.cupsHeight) + " rows"},
-      {"second header cut short", Cut(two, two.size() / 2 + 100), "<job>" + first + "</job>", ""},
+      {"second header cut short", Cut(two, two.size() / 2 + 100), "<job>" + first + "</job>",
+       "Page 2: The page header is cut short"},
+      {"second header cut short, compressed", Cut(twoCompressed, WriteRaster({good}).size() + 100),
+       "<job>" + first + "</job>", ""},
       {"not raster", "%PDF-1.7\n", "", "The input is not a CUPS raster stream"},
       {"empty", "", "", "The input is not a CUPS raster stream"},
       {"CMYK", WriteRaster({good, cmyk}), "<job>" + first + "</job>",
@@ -381,8 +385,9 @@ TEST_F(FilterJob, ABadPageEndsTheJobAfterTheWholeLabelsBeforeIt) {
     const ProcessResult result = RunFilter(c.raster, "", "1", ppd);
     EXPECT_EQ(result.out, c.out) << c.name;
     if (c.error.empty()) {
-      // A header cut short at the very end of the input cannot be told from
-      // the end of the job: the first label is all there is.
+      // libcups has read a compressed stream ahead, header and all, so the
+      // header cut short cannot be told from the end of the job: the first
+      // label is all there is.
       EXPECT_EQ(result.status, 0) << c.name << result.err;
       continue;
     }
