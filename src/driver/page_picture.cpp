@@ -1,6 +1,7 @@
 #include "driver/page_picture.h"
 
 #include <algorithm>
+#include <cstring>
 #include <string>
 #include <vector>
 
@@ -16,18 +17,29 @@ enum class Kind { kGrey, kBlack, kRGB };
 bool IsGrey(unsigned space) { return space == CUPS_CSPACE_W || space == CUPS_CSPACE_SW; }
 bool IsRGB(unsigned space) { return space == CUPS_CSPACE_RGB || space == CUPS_CSPACE_SRGB; }
 
+// The header's enumerated fields hold whatever the stream said, values the
+// enumerations do not name included, so they are read as the plain numbers
+// they are stored as.
+template <typename Enumeration>
+unsigned Number(const Enumeration& field) {
+  static_assert(sizeof(Enumeration) == sizeof(unsigned));
+  unsigned number;
+  std::memcpy(&number, &field, sizeof number);
+  return number;
+}
+
 Kind KindOf(const cups_page_header2_t& header) {
-  const unsigned space = header.cupsColorSpace, bits = header.cupsBitsPerColor;
+  const unsigned space = Number(header.cupsColorSpace), bits = header.cupsBitsPerColor;
+  const unsigned order = Number(header.cupsColorOrder);
   if ((IsGrey(space) || space == CUPS_CSPACE_K) && (bits == 1 || bits == 8) &&
       header.cupsBitsPerPixel == bits)
     return space == CUPS_CSPACE_K ? Kind::kBlack : Kind::kGrey;
-  if (IsRGB(space) && bits == 8 && header.cupsBitsPerPixel == 24 &&
-      header.cupsColorOrder == CUPS_ORDER_CHUNKED)
+  if (IsRGB(space) && bits == 8 && header.cupsBitsPerPixel == 24 && order == CUPS_ORDER_CHUNKED)
     return Kind::kRGB;
   throw UnimplementedException(
       "The raster has colour space " + std::to_string(space) + " with " + std::to_string(bits) +
       " bits per colour, " + std::to_string(header.cupsBitsPerPixel) + " per pixel, in order " +
-      std::to_string(header.cupsColorOrder) +
+      std::to_string(order) +
       "; the driver takes 8-bit grey (as its PPD asks), 1-bit grey or black, 8-bit black "
       "and chunky 8-bit RGB");
 }
