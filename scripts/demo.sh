@@ -55,6 +55,17 @@ for job in "$root"/samples/*.prn; do
 done
 
 echo
+echo "== vellum-image: a picture becomes a print job, and render shows its label"
+"$root/build/src/imagetool/vellum-image" --width 60 --length 40 --gap 3 --copies 2 \
+  -o "$root/out/picture.prn" "$root/samples/picture.png"
+echo "\$ vellum-image --width 60 --length 40 --gap 3 --copies 2 -o out/picture.prn samples/picture.png"
+echo "   wrote out/picture.prn ($(stat -c %s "$root/out/picture.prn") bytes):"
+grep -a -o -E '^\{(D|C|XS)[^}]*\}|^\{SG;[0-9,]*' "$root/out/picture.prn" | sed 's/^/     /'
+"$vellum" render -r 203 -o "$root/out/picture.tif" "$root/out/picture.prn"
+echo "\$ vellum render -r 203 -o out/picture.tif out/picture.prn"
+echo "   wrote out/picture.tif ($(stat -c %s "$root/out/picture.tif") bytes)"
+
+echo
 echo "== vellum-printer: a virtual printer on a free loopback port"
 printer_dir=$root/out/printer
 rm -rf "$printer_dir"

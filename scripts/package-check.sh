@@ -66,6 +66,12 @@ check "vellum --version writes 7.03 to stderr" version_ok
 # options sends one TPCL frame and a line feed.
 feed_ok() { [ "$(/usr/bin/vellum -p - feedlabel 2>/dev/null; echo X)" = "$(printf '{T;00C30|}\nX')" ]; }
 check "vellum -p - feedlabel writes {T;00C30|}" feed_ok
+# vellum-image turns a picture from standard input into a job.
+image_ok() {
+  [ "$(printf 'P2 2 2 255 0 255 255 0\n' | /usr/bin/vellum-image --width 10 --length 10 - | head -n 2)" = \
+    "$(printf '{D0100,0100,0100|}\n{C|}')" ]
+}
+check "vellum-image writes a job for a picture" image_ok
 
 # man -w finds the page through man-db. Images that keep dpkg from unpacking
 # /usr/share/man (path-exclude in /etc/dpkg/dpkg.cfg.d/) have no page to find,

@@ -12,6 +12,7 @@
 #include <csetjmp>
 #include <vector>
 
+#include "picture/exif_orientation.h"
 #include "picture/picture_formats.h"
 
 namespace Corvane::Picture {
@@ -45,6 +46,7 @@ struct Decoded {
   unsigned channels = 0;
   std::vector<unsigned char> pixels;
   std::vector<unsigned char> cmykRow;
+  unsigned orientation = 1;
 };
 
 // CMYK (and YCCK, which libjpeg turns into CMYK) to RGB. Adobe's files, the
@@ -67,7 +69,14 @@ bool Decode(jpeg_decompress_struct& info, ErrorManager& errors,
             const PictureLimits& limits, Decoded& d) {
   if (setjmp(errors.jump)) return false;
   jpeg_mem_src(&info, bytes.data(), static_cast<unsigned long>(bytes.size()));
+  jpeg_save_markers(&info, JPEG_APP0 + 1, 0xFFFF);
   jpeg_read_header(&info, TRUE);
+  for (jpeg_saved_marker_ptr marker = info.marker_list; marker != nullptr; marker = marker->next) {
+    if (marker->marker == JPEG_APP0 + 1) {
+      const unsigned found = ExifOrientation({marker->data, marker->data_length});
+      if (found != 1) d.orientation = found;
+    }
+  }
   CheckPictureSize(info.image_width, info.image_height, name, limits);
   const bool cmyk = info.jpeg_color_space == JCS_CMYK || info.jpeg_color_space == JCS_YCCK;
   info.out_color_space = info.jpeg_color_space == JCS_GRAYSCALE ? JCS_GRAYSCALE
@@ -111,7 +120,8 @@ Brindle::Image LoadJPEG(std::span<const unsigned char> bytes, const std::string&
   if (!decoded)
     throw PictureException(name + ": not a readable JPEG picture (" + errors.message + ")");
   if (errors.endedEarly) throw PictureException(name + ": the JPEG picture ends early");
-  return Brindle::Image(8, d.channels, d.width, d.height, std::move(d.pixels));
+  return Oriented(Brindle::Image(8, d.channels, d.width, d.height, std::move(d.pixels)),
+                  d.orientation);
 }
 
 }  // namespace Corvane::Picture

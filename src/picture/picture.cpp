@@ -5,7 +5,6 @@
 #include <cstring>
 #include <fstream>
 #include <iostream>
-#include <iterator>
 #include <vector>
 
 #include "picture/picture_formats.h"
@@ -17,8 +16,17 @@ namespace {
 // How a failed read is told: the system's own words for the error.
 std::string SystemError() { return std::strerror(errno); }
 
+// Reads to the end in large pieces; a picture can be hundreds of megabytes.
 std::vector<unsigned char> ReadAll(std::istream& input) {
-  return {std::istreambuf_iterator<char>(input), std::istreambuf_iterator<char>()};
+  std::vector<unsigned char> bytes;
+  constexpr std::size_t kPiece = 1 << 20;
+  while (input) {
+    const std::size_t size = bytes.size();
+    bytes.resize(size + kPiece);
+    input.read(reinterpret_cast<char*>(bytes.data() + size), kPiece);
+    bytes.resize(size + static_cast<std::size_t>(input.gcount()));
+  }
+  return bytes;
 }
 
 }  // namespace

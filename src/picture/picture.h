@@ -7,8 +7,9 @@
 // - 8-bit RGB, three channels (colour of any depth, palettes, CMYK JPEG);
 // - one bit, one channel, 1 = white as in every plain Image (bilevel files).
 // Transparency is laid over white, the colour of the label; 16-bit samples
-// are rounded to 8 bits. The file's own resolution is not used: pictures are
-// scaled to the place they get on the label.
+// are rounded to 8 bits. Pictures show the right way up: a JPEG as its Exif
+// orientation says, a TIFF as its Orientation tag says. The file's own resolution is not used:
+// pictures are scaled to the place they get on the label.
 #pragma once
 
 #include <cstdint>

@@ -159,6 +159,13 @@ class PNMReader {
     } else {
       NeedBytes(count * sampleBytes);
     }
+    if (!plain && maxval == 255) {
+      // The common case is the image's own layout: taken as it stands.
+      const auto first = bytes_.begin() + static_cast<std::ptrdiff_t>(position_);
+      return Brindle::Image(
+          8, channels, width, height,
+          std::vector<unsigned char>(first, first + static_cast<std::ptrdiff_t>(count)));
+    }
     Brindle::Image image(8, channels, width, height);
     unsigned char* out = image.Data().data();
     for (std::uint64_t i = 0; i < count; ++i) {

@@ -151,6 +151,12 @@ TEST(LabelJobGraphics, LargePicturesAreSplitIntoBandsAndColumns) {
   // Two columns: 4096 dots from byte 0, the other 704 from byte 512.
   EXPECT_EQ(graphics.front().x, 0u);
   EXPECT_EQ(graphics.front().width, 4096u);
+  // Bands are filled as far as the two-byte count allows: within three lines
+  // of 65535 (a line of a 512-byte row is at most 585 bytes, and a band ends
+  // up to two rows early, on a row a Y field reaches).
+  for (std::size_t i = 0; i + 1 < graphics.size() && graphics[i + 1].width == 4096; ++i) {
+    EXPECT_GT(graphics[i].count, 65535u - 3 * 585u) << "band " << i;
+  }
   EXPECT_EQ(graphics.back().width, 704u);
   const unsigned long dot = graphics.back().x * 24 / 10;  // render rounds to the nearest byte
   EXPECT_EQ(dot % 8 < 4 ? dot / 8 : dot / 8 + 1, 512u);

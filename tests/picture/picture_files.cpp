@@ -161,7 +161,7 @@ Bytes WriteTIFF(const Samples& s, const TIFFFile& file) {
   return bytes;
 }
 
-Bytes WriteJPEG(const Samples& s, int quality) {
+Bytes WriteJPEG(const Samples& s, int quality, unsigned exifOrientation, bool littleEndianExif) {
   jpeg_compress_struct info{};
   jpeg_error_mgr errors{};
   info.err = jpeg_std_error(&errors);
@@ -176,6 +176,16 @@ Bytes WriteJPEG(const Samples& s, int quality) {
   jpeg_set_defaults(&info);
   jpeg_set_quality(&info, quality, TRUE);
   jpeg_start_compress(&info, TRUE);
+  if (exifOrientation != 1) {
+    // "Exif\0\0", a TIFF header, and IFD0 with the one Orientation (274) entry.
+    const auto o = static_cast<unsigned char>(exifOrientation);
+    const Bytes exif = littleEndianExif
+                           ? Bytes{'E',  'x',  'i', 'f', 0, 0, 'I', 'I', 42, 0, 8, 0, 0, 0, 1, 0,
+                                   0x12, 0x01, 3,   0,   1, 0, 0,   0,   o,  0, 0, 0, 0, 0, 0, 0}
+                           : Bytes{'E',  'x',  'i', 'f', 0, 0, 'M', 'M', 0, 42, 0, 0, 0, 8, 0, 1,
+                                   0x01, 0x12, 0,   3,   0, 0, 0,   1,   0, o,  0, 0, 0, 0, 0, 0};
+    jpeg_write_marker(&info, JPEG_APP0 + 1, exif.data(), static_cast<unsigned>(exif.size()));
+  }
   for (unsigned y = 0; y < s.height; ++y) {
     Bytes row;
     for (unsigned i = 0; i < s.width * s.channels; ++i) {

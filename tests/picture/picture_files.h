@@ -43,6 +43,9 @@ struct TIFFFile {
 Bytes WriteTIFF(const Samples& samples, const TIFFFile& file);
 
 // 8-bit grey (1), RGB (3) or CMYK stored inverted as Adobe's programs do (4).
-Bytes WriteJPEG(const Samples& samples, int quality = 100);
+// An Exif orientation other than 1 is written in an APP1 marker, in Intel or
+// Motorola byte order.
+Bytes WriteJPEG(const Samples& samples, int quality = 100, unsigned exifOrientation = 1,
+                bool littleEndianExif = false);
 
 }  // namespace Vellum::Testing

@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "graphics/tiff_tools.h"
+#include "picture/exif_orientation.h"
 #include "picture/picture_files.h"
 #include "picture/picture_formats.h"
 
@@ -372,6 +373,36 @@ std::vector<Refusal> Refusals() {
 
 INSTANTIATE_TEST_SUITE_P(Files, PictureRefusals, ::testing::ValuesIn(Refusals()),
                          [](const auto& info) { return info.param.name; });
+
+// A photograph held sideways shows the right way up. The picture is 3 x 2
+// blocks of 8 x 8 pixels, A B C over D E F, each of one grey.
+TEST(PictureOrientation, ExifOrientationTurnsJPEGs) {
+  Samples blocks{24, 16, 1, 8, {}};
+  for (unsigned y = 0; y < 16; ++y) {
+    for (unsigned x = 0; x < 24; ++x) blocks.values.push_back(20 + (y / 8 * 3 + x / 8) * 40);
+  }
+  const std::string kShown[9] = {"",         "ABC/DEF",  "CBA/FED",  "FED/CBA", "DEF/ABC",
+                                 "AD/BE/CF", "DA/EB/FC", "FC/EB/DA", "CF/BE/AD"};
+  for (unsigned orientation = 1; orientation <= 8; ++orientation) {
+    for (bool little : {false, true}) {
+      const Brindle::Image image =
+          LoadPicture(::Vellum::Testing::WriteJPEG(blocks, 100, orientation, little), "photo.jpg");
+      std::string shown;
+      for (std::uint64_t y = 4; y < image.Height(); y += 8) {
+        if (!shown.empty()) shown += '/';
+        for (std::uint64_t x = 4; x < image.Width(); x += 8) {
+          const int grey = image.Data()[y * image.Width() + x];
+          shown += static_cast<char>('A' + (grey - 20 + 20) / 40);
+        }
+      }
+      EXPECT_EQ(shown, kShown[orientation])
+          << "orientation " << orientation << (little ? " II" : " MM");
+    }
+  }
+  // A damaged Exif block is not the picture's fault: it shows as stored.
+  EXPECT_EQ(ExifOrientation(AsBytes(std::string("Exif\0\0MM\0*\0\0\xff\xff", 14))), 1u);
+  EXPECT_EQ(ExifOrientation(AsBytes("Exif")), 1u);
+}
 
 TEST(PictureFile, UnreadableFilesAreNamed) {
   ::Vellum::Testing::TempDir dir;
