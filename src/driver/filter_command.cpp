@@ -1,13 +1,12 @@
 #include "driver/filter_command.h"
 
 #include <fcntl.h>
+#include <sys/file.h>
 #include <unistd.h>
 
 #include <cerrno>
 #include <cstring>
-#include <fstream>
 #include <regex>
-#include <sstream>
 
 #include "core/exception.h"
 #include "driver/label_filter.h"
@@ -26,14 +25,41 @@ std::uint32_t ParseCopies(const std::string& text) {
   return static_cast<std::uint32_t>(std::stoul(text));
 }
 
-std::string ReadPPD(const std::string& path) {
-  std::ifstream file(path, std::ios::binary);
-  std::ostringstream text;
-  if (!(file && text << file.rdbuf())) {
-    throw IOException("Unable to read the PPD file " + path + ": " + std::strerror(errno));
+// The queue's PPD file, open and read under a shared lock. vellum's insertion
+// commands rewrite the file in place under an exclusive one, so while this
+// lock is held (both readings of the file happen then) no rewrite is half
+// done.
+class LockedPPD {
+ public:
+  explicit LockedPPD(const std::string& path) : path_(path) {
+    fd_ = open(path.c_str(), O_RDONLY | O_CLOEXEC);
+    if (fd_ < 0) Fail();
+    while (flock(fd_, LOCK_SH) != 0)
+      if (errno != EINTR) Fail();
+    char block[65536];
+    for (ssize_t count; (count = read(fd_, block, sizeof block)) != 0;) {
+      if (count < 0 && errno == EINTR) continue;
+      if (count < 0) Fail();
+      text_.append(block, static_cast<std::size_t>(count));
+    }
   }
-  return text.str();
-}
+  ~LockedPPD() { close(fd_); }
+  LockedPPD(const LockedPPD&) = delete;
+  LockedPPD& operator=(const LockedPPD&) = delete;
+
+  const std::string& Text() const { return text_; }
+
+ private:
+  [[noreturn]] void Fail() {
+    const int error = errno;
+    if (fd_ >= 0) close(fd_);
+    throw IOException("Unable to read the PPD file " + path_ + ": " + std::strerror(error));
+  }
+
+  std::string path_;
+  int fd_ = -1;
+  std::string text_;
+};
 
 JobSettings Settings(const std::vector<std::string>& arguments, const char* ppd,
                      std::ostream& messages) {
@@ -41,8 +67,9 @@ JobSettings Settings(const std::vector<std::string>& arguments, const char* ppd,
   settings.copies = ParseCopies(arguments[3]);
   std::vector<std::string> warnings;
   if (ppd != nullptr && *ppd != '\0') {
+    const LockedPPD file(ppd);
     settings.options = ApplyChoices(settings.options, PPDDefaultChoices(ppd), warnings);
-    settings.insertions = ReadInsertions(ReadPPD(ppd));
+    settings.insertions = ReadInsertions(file.Text());
   }
   settings.options = ApplyChoices(settings.options, JobChoices(arguments[4]), warnings);
   for (const std::string& warning : warnings) messages << "WARNING: " << warning << "\n";

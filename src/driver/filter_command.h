@@ -17,7 +17,9 @@ namespace Corvane::Driver {
 // Returns 0 when every page became a label; otherwise 1, after an "ERROR:"
 // line that says why. Everything the job needs from outside (the PPD, the
 // insertion files, the options) is read before anything is written to `out`,
-// so a missing insertion file fails the job with nothing sent.
+// so a missing insertion file fails the job with nothing sent. The PPD is
+// read under a shared flock, which keeps out the exclusive one that `vellum
+// setprejob` and its kin hold while they rewrite the file in place.
 int RunFilter(const std::vector<std::string>& arguments, const char* ppd, int input,
               std::ostream& out, std::ostream& messages);
 

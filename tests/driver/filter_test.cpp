@@ -2,12 +2,18 @@
 // standard input, the TPCL job comes out, and `vellum render`'s code draws it
 // back; the dots must be those the raster library makes from the same
 // pixels.
+#include <fcntl.h>
 #include <gtest/gtest.h>
+#include <sys/file.h>
+#include <unistd.h>
 
 #include <array>
+#include <atomic>
+#include <chrono>
 #include <cstdlib>
 #include <fstream>
 #include <sstream>
+#include <thread>
 
 #include "driver/raster_pages.h"
 #include "graphics/bitmap_from_image.h"
@@ -322,6 +328,32 @@ TEST_F(FilterJob, OptionsComeFromThePPDThenTheJobThenThePageHeader) {
       << result.err;
 }
 
+TEST_F(FilterJob, APPDBeingRewrittenIsReadOnceTheRewriteIsDone) {
+  const std::string ppd = QueuePPD({}, {{"PreJob", "string", "old"}});
+  // Held as `vellum setprejob` holds it while it truncates and rewrites.
+  const int fd = open(ppd.c_str(), O_RDWR);
+  ASSERT_EQ(flock(fd, LOCK_EX), 0);
+  std::atomic<bool> done = false;
+  ProcessResult result;
+  std::thread job([&] {
+    result = RunFilter(WriteRaster({GreyPage(30, 12)}), "", "1", ppd);
+    done = true;
+  });
+  std::this_thread::sleep_for(std::chrono::milliseconds(300));
+  EXPECT_FALSE(done) << "the filter read the PPD while it was locked";
+  // The rewrite, through the locked descriptor: a second open file would wait
+  // for this very lock.
+  const std::string text = Corvane::Vellum::Commands::ReplaceInsertion(
+      ReadText(ppd), "PreJob", "*TECPreJobInsertion String: \"new\"");
+  ASSERT_EQ(ftruncate(fd, 0), 0);
+  ASSERT_EQ(pwrite(fd, text.data(), text.size(), 0), static_cast<ssize_t>(text.size()));
+  flock(fd, LOCK_UN);
+  close(fd);
+  job.join();
+  EXPECT_EQ(result.status, 0) << result.err;
+  EXPECT_TRUE(result.out.starts_with("new{D")) << result.out.substr(0, 20);
+}
+
 // A raster stream cut at `end` bytes.
 std::string Cut(const std::string& stream, std::size_t end) { return stream.substr(0, end); }
 
@@ -430,8 +462,9 @@ TEST_F(FilterJob, CommandLineMistakesAreReported) {
   const ProcessResult noPPD = RunFilter(raster, "", "1", "/nonexistent/queue.ppd");
   EXPECT_EQ(noPPD.status, 1);
   EXPECT_EQ(noPPD.out, "");
-  EXPECT_EQ(noPPD.err,
-            "ERROR: Unable to read the PPD file /nonexistent/queue.ppd: Unable to open PPD file\n");
+  EXPECT_EQ(
+      noPPD.err,
+      "ERROR: Unable to read the PPD file /nonexistent/queue.ppd: No such file or directory\n");
 }
 
 }  // namespace
