@@ -25,7 +25,12 @@ set(CPACK_DEBIAN_PACKAGE_DESCRIPTION
 language, beside a CUPS print server: it feeds labels, reads the printer's\n\
 status, sends TPCL, sets fine adjustments and network settings, edits the\n\
 insertions of a queue's PPD file, and renders a TPCL job to a TIFF preview.\n\
-vellum-image turns pictures (PNG, JPEG, TIFF, PNM) into TPCL print jobs.")
+vellum-image turns pictures (PNG, JPEG, TIFF, PNM) into TPCL print jobs.\n\
+The CUPS driver (the PPD file vellum/tec.ppd and the raster filter\n\
+rastertovellum) prints pictures and documents on TEC printers.")
+# The driver prints what cups-filters has rasterized; the tool itself needs
+# neither.
+set(CPACK_DEBIAN_PACKAGE_SUGGESTS "cups, cups-filters")
 set(CPACK_DEBIAN_PACKAGE_SECTION utils)
 set(CPACK_DEBIAN_PACKAGE_PRIORITY optional)
 set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)

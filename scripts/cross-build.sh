@@ -17,9 +17,9 @@ host=(g++-aarch64-linux-gnu qemu-user dpkg-dev)
 # to the same version instead of refusing.
 # libcpp-httplib-dev cannot be installed for two architectures at once, so
 # the cross-built vellum-printer has no web page.
-target=(libc6:arm64 libstdc++6:arm64 libcups2-dev:arm64 zlib1g-dev:arm64
+target=(libc6:arm64 libstdc++6:arm64 libcups2-dev:arm64 libcupsimage2-dev:arm64 zlib1g-dev:arm64
         libgtest-dev:arm64 libtiff-dev:arm64 libpng-dev:arm64 libjpeg62-turbo-dev:arm64)
-twins=(libcups2-dev zlib1g-dev libgtest-dev libtiff-dev libpng-dev libjpeg62-turbo-dev)
+twins=(libcups2-dev libcupsimage2-dev zlib1g-dev libgtest-dev libtiff-dev libpng-dev libjpeg62-turbo-dev)
 
 installed() { dpkg-query -W -f='${Status}' "$1" 2>/dev/null | grep 'install ok installed' >/dev/null; }
 missing=()

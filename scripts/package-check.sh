@@ -87,6 +87,15 @@ man_ok() {
 contents=$(dpkg-deb --contents "${debs[0]}")
 check "man -w vellum finds the compressed page" man_ok
 
+# The CUPS driver: the PPD where lpadmin -m vellum/tec.ppd finds it, and its
+# filter where CUPS runs it from; cupstestppd checks the PPD, its filter line
+# included, against the installed files.
+driver_ok() {
+  [ -x /usr/lib/cups/filter/rastertovellum ] &&
+    cupstestppd /usr/share/cups/model/vellum/tec.ppd | grep -x '/usr/share/cups/model/vellum/tec.ppd: PASS' >/dev/null
+}
+check "the driver's filter and PPD are installed and cupstestppd passes the PPD" driver_ok
+
 remove_vellum
 
 # The arm64 package, when it was made, on this machine's multiarch dpkg: its
@@ -100,6 +109,8 @@ if [ "$arch" != arm64 ] && [ -e "${arm64[0]}" ]; then
     [ "$(qemu-aarch64 -L / /usr/bin/vellum --version 2>&1 >/dev/null)" = "7.03" ]
   }
   check "the arm64 vellum runs under qemu and writes 7.03" arm64_version_ok
+  arm64_driver_ok() { [ -x /usr/lib/cups/filter/rastertovellum ] && [ -f /usr/share/cups/model/vellum/tec.ppd ]; }
+  check "the arm64 package carries the driver's filter and PPD" arm64_driver_ok
   remove_vellum
 fi
 

@@ -91,6 +91,39 @@ void WriteInPlace(const std::filesystem::path& path, std::string_view text) {
   if (!file.Close()) throw failed();
 }
 
+// Recognises the lines that hold one insertion: the keyword, one or more
+// blanks, either type word (a new value may change it), a colon and some value.
+class InsertionLines {
+ public:
+  explicit InsertionLines(const std::string& keyword)
+      : start_("*TEC" + keyword + "Insertion"),
+        pattern_("^\\*TEC" + keyword + "Insertion\\s+(String|File):.+$") {}
+
+  // Whether `line`, the PPD's line `number`, is one of them.
+  bool Holds(std::string_view line, std::size_t number) const {
+    // Only a line that begins with the keyword can match, so no other line
+    // needs the engine.
+    if (!line.starts_with(start_)) return false;
+    if (line.size() > kLongestExaminedLine)
+      throw InsertionNotSetException("line " + std::to_string(number) +
+                                     " is too long to be read (length is " +
+                                     std::to_string(line.size()) + ")");
+    return std::regex_match(line.begin(), line.end(), pattern_);
+  }
+
+ private:
+  std::string start_;
+  std::regex pattern_;
+};
+
+// Takes the next line, without its line feed, off the front of `text`.
+std::string_view NextLine(std::string_view& text) {
+  const std::size_t end = text.find('\n');
+  const std::string_view line = text.substr(0, end);
+  text.remove_prefix(end == std::string_view::npos ? text.size() : end + 1);
+  return line;
+}
+
 void CommandHandler(const char* keyword, Printer& printer, const Arguments& arguments) {
   CheckArgumentCount(arguments, 2, 0);
   SetInsertion(printer, keyword, arguments[0], arguments[1]);
@@ -114,29 +147,14 @@ Insertion MakeInsertion(const std::string& keyword, const std::string& type,
 
 std::string ReplaceInsertion(std::string_view ppd, const std::string& keyword,
                              const std::string& line) {
-  // A line that already holds this insertion: the keyword, one or more blanks,
-  // either type word (the new value may change it), a colon and some value.
-  const std::string start = "*TEC" + keyword + "Insertion";
-  const std::regex insertionLine("^\\*TEC" + keyword + "Insertion\\s+(String|File):.+$");
+  const InsertionLines lines(keyword);
   std::string output;
   output.reserve(ppd.size() + line.size());
   bool replaced = false;
   std::size_t number = 0;
   while (!ppd.empty()) {
-    const std::size_t end = ppd.find('\n');
-    const std::string_view current = ppd.substr(0, end);
-    ppd.remove_prefix(end == std::string_view::npos ? ppd.size() : end + 1);
-    ++number;
-    // Only a line that begins with the keyword can match, so no other line
-    // needs the engine.
-    bool matches = false;
-    if (current.starts_with(start)) {
-      if (current.size() > kLongestExaminedLine)
-        throw InsertionNotSetException("line " + std::to_string(number) +
-                                       " is too long to be read (length is " +
-                                       std::to_string(current.size()) + ")");
-      matches = std::regex_match(current.begin(), current.end(), insertionLine);
-    }
+    const std::string_view current = NextLine(ppd);
+    const bool matches = lines.Holds(current, ++number);
     replaced |= matches;
     // Every line ends with a line feed in the rewritten file, the last one too.
     output.append(matches ? std::string_view(line) : current);
@@ -144,6 +162,26 @@ std::string ReplaceInsertion(std::string_view ppd, const std::string& keyword,
   }
   if (!replaced) throw InsertionNotSetException("could not find existing insertion");
   return output;
+}
+
+std::optional<StoredInsertion> FindInsertion(std::string_view ppd, const std::string& keyword) {
+  const InsertionLines lines(keyword);
+  for (std::size_t number = 1; !ppd.empty(); ++number) {
+    const std::string_view current = NextLine(ppd);
+    if (!lines.Holds(current, number)) continue;
+    const std::size_t colon = current.find(':');
+    const std::size_t open = current.find('"', colon);
+    const std::size_t close = current.rfind('"');
+    if (open == std::string_view::npos || close == open) {
+      throw InvalidFormatException("The *TEC" + keyword + "Insertion line (line " +
+                                   std::to_string(number) + ") holds no quoted value");
+    }
+    StoredInsertion insertion;
+    insertion.isFile = current.substr(0, colon).ends_with("File");
+    insertion.escapedValue = std::string(current.substr(open + 1, close - open - 1));
+    return insertion;
+  }
+  return std::nullopt;
 }
 
 std::string SetInsertion(const std::filesystem::path& directory, const std::string& queue,

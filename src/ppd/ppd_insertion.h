@@ -3,6 +3,7 @@
 #pragma once
 
 #include <filesystem>
+#include <optional>
 #include <string>
 #include <string_view>
 
@@ -38,6 +39,21 @@ Insertion MakeInsertion(const std::string& keyword, const std::string& type,
 // to be examined.
 std::string ReplaceInsertion(std::string_view ppd, const std::string& keyword,
                              const std::string& line);
+
+// An insertion line as the driver reads it back.
+struct StoredInsertion {
+  bool isFile = false;       // type word "File"; "String" otherwise
+  std::string escapedValue;  // the text between the quotes, escapes not decoded
+};
+
+// The first line of the PPD text that holds the insertion `keyword`, found as
+// ReplaceInsertion finds the lines it replaces; nullopt when there is none.
+// The value runs from the first double quote after the colon to the last one
+// on the line, so escaped quotes inside it stay part of it. Throws
+// InvalidFormatException when such a line has no quoted value, and
+// InsertionNotSetException as ReplaceInsertion does for a line too long to be
+// examined.
+std::optional<StoredInsertion> FindInsertion(std::string_view ppd, const std::string& keyword);
 
 // Sets the insertion in directory/queue.ppd and returns the escaped value.
 // Checks first, each leaving the file untouched: those of MakeInsertion,

@@ -14,7 +14,7 @@
 
 namespace Vellum::Testing {
 
-CupsServer::CupsServer(SocketBackend socket) {
+CupsServer::CupsServer(SocketBackend socket, const std::vector<std::string>& filters) {
   char pattern[] = "/tmp/vcupsXXXXXX";
   if (mkdtemp(pattern) == nullptr) throw std::runtime_error("cannot create a directory for cupsd");
   const std::string d = directory_ = pattern;
@@ -26,6 +26,29 @@ CupsServer::CupsServer(SocketBackend socket) {
   for (const char* backend : {"socket", "ipp", "usb"}) {
     std::ofstream(d + "/bin/backend/" + backend) << "#!/bin/sh\nexit 0\n";
     std::filesystem::permissions(d + "/bin/backend/" + backend, std::filesystem::perms(0755));
+  }
+  if (!filters.empty()) {
+    // Filters run as the user lp, who must reach the job's spool file and
+    // the queue's PPD in here.
+    std::filesystem::permissions(d, std::filesystem::perms(0755));
+    for (const auto& entry : std::filesystem::directory_iterator("/usr/lib/cups/filter")) {
+      std::filesystem::create_symlink(entry.path(),
+                                      d + "/bin/filter/" + entry.path().filename().string());
+    }
+    // Copied, not linked: cupsd runs only programs that root owns and no one
+    // else may change, and a build directory is not necessarily such a place.
+    for (const std::string& filter : filters) {
+      const std::string copy =
+          d + "/bin/filter/" + std::filesystem::path(filter).filename().string();
+      std::filesystem::copy_file(filter, copy, std::filesystem::copy_options::overwrite_existing);
+      std::filesystem::permissions(copy, std::filesystem::perms(0755));
+    }
+  }
+  if (socket == SocketBackend::kDebian || !filters.empty()) {
+    // cupsd starts every filter and backend through its helper cups-exec in
+    // ServerBin.
+    std::filesystem::create_directory(d + "/bin/daemon");
+    std::filesystem::create_symlink("/usr/lib/cups/daemon/cups-exec", d + "/bin/daemon/cups-exec");
   }
   if (socket == SocketBackend::kDebian) {
     // The package links it into backend/ when installed; backend-available/
@@ -39,9 +62,6 @@ CupsServer::CupsServer(SocketBackend socket) {
     std::filesystem::copy_file(real, copy, std::filesystem::copy_options::overwrite_existing);
     // Mode 0700 makes cupsd run it as root, who alone can read this spool.
     std::filesystem::permissions(copy, std::filesystem::perms(0700));
-    // cupsd starts every backend through its helper cups-exec in ServerBin.
-    std::filesystem::create_directory(d + "/bin/daemon");
-    std::filesystem::create_symlink("/usr/lib/cups/daemon/cups-exec", d + "/bin/daemon/cups-exec");
   }
   // Made before the fork: the child only calls exec.
   const std::string conf = d + "/cupsd.conf", files = d + "/cups-files.conf";

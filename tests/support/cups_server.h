@@ -4,6 +4,7 @@
 #include <sys/types.h>
 
 #include <string>
+#include <vector>
 
 #include "support/process.h"
 
@@ -16,10 +17,17 @@ namespace Vellum::Testing {
 // the backends socket, ipp and usb are stubs that only let cupsd accept
 // queues. With SocketBackend::kDebian the socket backend is Debian's real one
 // (package cups), so a job on a socket:// queue really goes to that address.
+//
+// Jobs that are not raw need filters: given `filters` (programs of this
+// build, such as rastertovellum), the scheduler's filter directory holds
+// links to every filter Debian installed (cups-filters turns PNG and PDF into
+// raster) and copies of these, and its directory is opened to the
+// unprivileged user that cupsd runs filters as.
 class CupsServer {
  public:
   enum class SocketBackend { kStub, kDebian };
-  explicit CupsServer(SocketBackend socket = SocketBackend::kStub);
+  explicit CupsServer(SocketBackend socket = SocketBackend::kStub,
+                      const std::vector<std::string>& filters = {});
   ~CupsServer();
   CupsServer(const CupsServer&) = delete;
   CupsServer& operator=(const CupsServer&) = delete;
@@ -28,6 +36,8 @@ class CupsServer {
   // Throws std::runtime_error with lpadmin's message when it fails.
   void AddQueue(const std::string& name, const std::string& deviceURI,
                 const std::string& ppdFile = "");
+  // Where the scheduler keeps each queue's PPD file, as NAME.ppd.
+  std::string PPDDirectory() const { return directory_ + "/ppd"; }
   // The scheduler's error log so far, to explain a failure.
   std::string ErrorLog() const;
   // CUPS_SERVER pointing at this server, the only way clients find it.

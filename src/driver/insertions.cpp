@@ -1,0 +1,69 @@
+#include "driver/insertions.h"
+
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstring>
+#include <optional>
+
+#include "core/exception.h"
+#include "ppd/ppd_insertion.h"
+#include "tpcl/escape.h"
+
+namespace Corvane::Driver {
+namespace {
+
+// Closes the descriptor on every way out.
+struct Descriptor {
+  int fd;
+  ~Descriptor() {
+    if (fd >= 0) close(fd);
+  }
+};
+
+std::string ReadInsertionFile(const std::string& path, const char* which) {
+  const auto failed = [&](const std::string& reason) {
+    return IOException(std::string("Unable to read the ") + which + " insertion file " + path +
+                       ": " + reason);
+  };
+  const Descriptor file{open(path.c_str(), O_RDONLY | O_CLOEXEC)};
+  if (file.fd < 0) throw failed(std::strerror(errno));
+  std::string bytes;
+  char block[65536];
+  for (;;) {
+    const ssize_t count = read(file.fd, block, sizeof block);
+    if (count == 0) return bytes;
+    if (count < 0 && errno == EINTR) continue;
+    // A directory opens but cannot be read (EISDIR).
+    if (count < 0) throw failed(std::strerror(errno));
+    bytes.append(block, static_cast<std::size_t>(count));
+    if (bytes.size() > kLargestInsertionFile) {
+      throw failed("larger than " + std::to_string(kLargestInsertionFile >> 20) + " MiB");
+    }
+  }
+}
+
+std::string ReadOne(std::string_view ppd, const char* keyword, const char* which) {
+  const std::optional<Vellum::Commands::StoredInsertion> stored =
+      Vellum::Commands::FindInsertion(ppd, keyword);
+  if (!stored) return {};
+  const std::string value = TPCLCommands::Unescape(stored->escapedValue);
+  if (!stored->isFile) return value;
+  // `vellum setprelabel file ""` stores an empty name: no insertion, rather
+  // than a failed read of the current directory.
+  return value.empty() ? std::string() : ReadInsertionFile(value, which);
+}
+
+}  // namespace
+
+Insertions ReadInsertions(std::string_view ppd) {
+  Insertions insertions;
+  insertions.preJob = ReadOne(ppd, "PreJob", "pre-job");
+  insertions.postJob = ReadOne(ppd, "PostJob", "post-job");
+  insertions.preLabel = ReadOne(ppd, "PreLabel", "pre-label");
+  insertions.postLabel = ReadOne(ppd, "PostLabel", "post-label");
+  return insertions;
+}
+
+}  // namespace Corvane::Driver
