@@ -295,9 +295,9 @@ void DecodeDynamicBlock(DeflateStreamBitReader& reader, RollingOutputBuffer& out
 
 }  // namespace
 
-void DeflateCompression::Decompress(std::istream& input, std::ostream& output) {
-  DeflateStreamBitReader reader(input);
-  RollingOutputBuffer out(output);
+namespace {
+
+void DecodeBlocks(DeflateStreamBitReader& reader, RollingOutputBuffer& out) {
   try {
     for (;;) {
       BitSequence isFinal;
@@ -325,6 +325,26 @@ void DeflateCompression::Decompress(std::istream& input, std::ostream& output) {
     throw;
   }
   out.Flush();
+}
+
+}  // namespace
+
+ByteBlock& DeflateCompression::Storage() {
+  if (!storage_) storage_ = std::make_unique<ByteBlock>(RollingOutputBuffer::kStorageSize);
+  return *storage_;
+}
+
+void DeflateCompression::Decompress(std::istream& input, std::ostream& output) {
+  DeflateStreamBitReader reader(input);
+  RollingOutputBuffer out(ByteSink(output), Storage());
+  DecodeBlocks(reader, out);
+}
+
+void DeflateCompression::DecompressBytes(const unsigned char* data, std::size_t size,
+                                         std::vector<unsigned char>& output) {
+  DeflateStreamBitReader reader(data, size);
+  RollingOutputBuffer out(ByteSink(output), Storage());
+  DecodeBlocks(reader, out);
 }
 
 }  // namespace Ashgrove

@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "graphics/codecs/byte_block.h"
+#include "graphics/codecs/byte_sink.h"
 #include "graphics/codecs/exception.h"
 #include "graphics/codecs/stream_bit_reader.h"
 #include "graphics/codecs/stream_bit_writer.h"
@@ -53,6 +54,7 @@ class EncoderTable {
 }  // namespace
 
 LZWCompression::LZWCompression(std::uint32_t earlyChange) : earlyChange_(earlyChange) {}
+LZWCompression::~LZWCompression() = default;
 
 void LZWCompression::Compress(std::istream& input, std::ostream& output) {
   auto table = std::make_unique<EncoderTable>();
@@ -133,7 +135,9 @@ class History {
   // a copy like any other; they are never written out.
   static constexpr std::size_t kLiterals = 256;
 
-  explicit History(std::ostream& output) : output_(output), bytes_(kHistoryStart + kSlack) {
+  // `bytes` is the storage, kept by the decoder from call to call (it may
+  // be replaced by a larger one here).
+  History(ByteSink output, ByteBlock& bytes) : output_(output), bytes_(bytes) {
     for (std::size_t i = 0; i < kLiterals; ++i) bytes_[i] = static_cast<unsigned char>(i);
   }
 
@@ -167,8 +171,7 @@ class History {
 
   // Writes what the stream has not seen yet.
   void Flush() {
-    output_.write(reinterpret_cast<const char*>(bytes_.data() + flushed_),
-                  static_cast<std::streamsize>(used_ - flushed_));
+    output_.Write(bytes_.data() + flushed_, used_ - flushed_);
     flushed_ = used_;
   }
 
@@ -188,8 +191,8 @@ class History {
     bytes_ = std::move(larger);
   }
 
-  std::ostream& output_;
-  ByteBlock bytes_;
+  ByteSink output_;
+  ByteBlock& bytes_;
   std::size_t used_ = kLiterals;
   std::size_t flushed_ = kLiterals;
 };
@@ -201,11 +204,33 @@ struct Entry {
 
 }  // namespace
 
+// The decoder's buffers, kept from one call to the next.
+struct LZWCompression::Work {
+  ByteBlock history{kHistoryStart + kSlack};
+  // Codes from 258 on are always written before they are read.
+  std::unique_ptr<Entry[]> table = std::make_unique_for_overwrite<Entry[]>(kTableSize);
+};
+
+LZWCompression::Work& LZWCompression::DecoderWork() {
+  if (!work_) work_ = std::make_unique<Work>();
+  return *work_;
+}
+
 void LZWCompression::Decompress(std::istream& input, std::ostream& output) {
   StreamBitReader reader(input);
-  History history(output);
-  // Codes from 258 on are always written before they are read.
-  const auto table = std::make_unique_for_overwrite<Entry[]>(kTableSize);
+  Decode(reader, ByteSink(output));
+}
+
+void LZWCompression::DecompressBytes(const unsigned char* data, std::size_t size,
+                                     std::vector<unsigned char>& output) {
+  StreamBitReader reader(data, size);
+  Decode(reader, ByteSink(output));
+}
+
+void LZWCompression::Decode(StreamBitReader& reader, ByteSink output) {
+  Work& work = DecoderWork();
+  History history(output, work.history);
+  Entry* const table = work.table.get();
   for (std::uint32_t code = 0; code < 256; ++code) table[code] = {code, 1};
   std::uint32_t width = kMinCodeWidth;
   std::uint32_t nextCode = kFirstFreeCode;

@@ -7,6 +7,7 @@
 #include <ostream>
 
 #include "graphics/codecs/byte_block.h"
+#include "graphics/codecs/byte_sink.h"
 
 namespace Ashgrove {
 
@@ -25,10 +26,10 @@ inline void CopyBackReference(unsigned char* to, std::uint32_t distance, std::ui
 }
 
 // Bytes are produced into one linear buffer that keeps at least the window
-// in front of the newest byte; whole blocks go to the stream, and the window
-// moves back to the front when the buffer fills. The stream must outlive
-// the buffer. Flush() hands over everything produced so far; the destructor
-// writes nothing.
+// in front of the newest byte; whole blocks go to the sink, and the window
+// moves back to the front when the buffer fills. The sink's target must
+// outlive the buffer. Flush() hands over everything produced so far; the
+// destructor writes nothing.
 class RollingOutputBuffer {
  public:
   static constexpr std::size_t kCapacity = 32768;
@@ -36,11 +37,18 @@ class RollingOutputBuffer {
   static constexpr std::size_t kMaxRun = 258;
   static constexpr std::size_t kSlack = 16;
 
+  // The storage a buffer works in: at least this many bytes.
+  static constexpr std::size_t kStorageSize = kCapacity + (std::size_t{1} << 18) + kMaxRun + kSlack;
+
   explicit RollingOutputBuffer(std::ostream& output);
+  // Works in `storage` (kStorageSize bytes, its contents not used), which a
+  // decoder keeps from one call to the next so that small inputs do not pay
+  // for a fresh buffer each time; it must outlive this buffer.
+  RollingOutputBuffer(ByteSink output, ByteBlock& storage);
 
   // Makes room for at least kMaxRun more bytes (plus slack).
   void Reserve() {
-    if (position_ + kMaxRun + kSlack > buffer_.size()) Rotate();
+    if (position_ + kMaxRun + kSlack > kStorageSize) Rotate();
   }
 
   void Append(unsigned char byte) { buffer_[position_++] = byte; }
@@ -50,7 +58,7 @@ class RollingOutputBuffer {
   // available bytes" when the window does not yet hold `distance` bytes.
   void Copy(std::uint32_t distance, std::uint32_t length) {
     if (distance > Held()) CopyTooFar();
-    CopyBackReference(buffer_.data() + position_, distance, length);
+    CopyBackReference(buffer_ + position_, distance, length);
     position_ += length;
   }
 
@@ -59,10 +67,10 @@ class RollingOutputBuffer {
   // Before the first rotation everything produced is in front of the next
   // byte; after it the whole window is, so a distance is valid exactly when
   // it does not reach before Begin().
-  unsigned char* Begin() { return buffer_.data(); }
-  unsigned char* Next() { return buffer_.data() + position_; }
-  unsigned char* Limit() { return buffer_.data() + buffer_.size() - kMaxRun - kSlack; }
-  void SetNext(unsigned char* next) { position_ = static_cast<std::size_t>(next - buffer_.data()); }
+  unsigned char* Begin() { return buffer_; }
+  unsigned char* Next() { return buffer_ + position_; }
+  unsigned char* Limit() { return buffer_ + kStorageSize - kMaxRun - kSlack; }
+  void SetNext(unsigned char* next) { position_ = static_cast<std::size_t>(next - buffer_); }
 
   void Flush();
 
@@ -71,8 +79,9 @@ class RollingOutputBuffer {
   [[noreturn]] static void CopyTooFar();
   void Rotate();
 
-  std::ostream& output_;
-  ByteBlock buffer_;
+  ByteSink output_;
+  ByteBlock owned_;
+  unsigned char* buffer_;  // kStorageSize bytes
   std::size_t position_ = 0;  // where the next byte goes
   std::size_t flushed_ = 0;   // bytes before this have reached the stream
 };
