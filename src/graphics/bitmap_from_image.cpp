@@ -2,6 +2,7 @@
 
 #include <array>
 #include <cmath>
+#include <optional>
 #include <utility>
 #include <vector>
 
@@ -153,16 +154,20 @@ std::uint64_t DitherRows(const Detail::DotRows& rows, std::uint64_t width,
                          const std::uint8_t* data, const SampleTables& t, std::int32_t method,
                          std::uint32_t curve) {
   std::vector<std::uint8_t> greys(width);
-  const auto gather = [&](std::uint64_t y) {
+  // One byte per pixel goes through the run-aware gather; RGB pixel by pixel.
+  std::optional<Detail::GreyGather> greyGather;
+  if (Grey == GreyOf) greyGather.emplace(t.byX.data(), width);
+  const auto gather = [&](std::uint64_t y) -> const std::uint8_t* {
     const std::uint8_t* row = data + t.byY[y];
+    if (greyGather) return greyGather->Row(row);
     const std::uint64_t* byX = t.byX.data();
     for (std::uint64_t x = 0; x < width; ++x) greys[x] = Grey(row + byX[x]);
+    return greys.data();
   };
   const auto threshold = [&](auto&& thresholdsOf, std::uint64_t period) {
     std::uint64_t pure = 0;
     for (std::uint64_t y = 0; y < rows.height; ++y) {
-      gather(y);
-      pure += Detail::ThresholdRow(greys.data(), thresholdsOf(y), period,
+      pure += Detail::ThresholdRow(gather(y), thresholdsOf(y), period,
                                    rows.data + y * rows.bytesPerRow, rows.bytesPerRow,
                                    rows.paddingBits);
     }
@@ -197,11 +202,11 @@ std::uint64_t DitherRows(const Detail::DotRows& rows, std::uint64_t width,
   std::vector<std::uint8_t> dots(width);
   std::uint64_t pure = 0;
   const std::uint64_t dotted = Detail::PackDotRows(rows, [&](std::uint64_t y) {
-    gather(y);
+    const std::uint8_t* row = gather(y);
     const std::uint8_t* dotRow = dotOf.data() + (y % 4) * 4 * 256;
     for (std::uint64_t x = 0; x < width; ++x) {
-      dots[x] = dotRow[(x % 4) * 256 + greys[x]];
-      pure += pureClass[greys[x]];
+      dots[x] = dotRow[(x % 4) * 256 + row[x]];
+      pure += pureClass[row[x]];
     }
     return PatternRow{dots.data()};
   });

@@ -2,6 +2,7 @@
 
 #include <array>
 #include <bit>
+#include <cstring>
 
 #if defined(__SSE2__)
 #include <emmintrin.h>
@@ -54,17 +55,45 @@ std::uint64_t ThresholdRow(const std::uint8_t* greys, const std::uint8_t* thresh
   const __m128i bias = _mm_set1_epi8(static_cast<char>(0x80));
   const __m128i black = _mm_setzero_si128();
   const __m128i white = _mm_set1_epi8(static_cast<char>(0xFF));
-  for (; b + 2 <= fullBytes; b += 2) {
-    const std::uint64_t x = b * 8;  // a multiple of 16, so the screen row never wraps inside
+  // Pure pixels are counted per byte lane (each compare gives -1) and
+  // summed before a lane can overflow.
+  __m128i pureLanes = _mm_setzero_si128();
+  unsigned laneSteps = 0;
+  const auto sumLanes = [&] {
+    const __m128i sums = _mm_sad_epu8(pureLanes, black);
+    pure += static_cast<std::uint64_t>(_mm_cvtsi128_si32(sums)) +
+            static_cast<std::uint64_t>(_mm_cvtsi128_si32(_mm_srli_si128(sums, 8)));
+    pureLanes = black;
+    laneSteps = 0;
+  };
+  // Sixteen pixels: their dots as a 16-bit mask, pixel 0 lowest.
+  const auto sixteen = [&](std::uint64_t x) {
     const __m128i g = _mm_loadu_si128(reinterpret_cast<const __m128i*>(greys + x));
     const __m128i t = _mm_loadu_si128(reinterpret_cast<const __m128i*>(thresholds + (x & mask)));
     const __m128i below = _mm_cmplt_epi8(_mm_xor_si128(g, bias), _mm_xor_si128(t, bias));
-    const auto dots = static_cast<unsigned>(_mm_movemask_epi8(below));
+    const __m128i pures = _mm_or_si128(_mm_cmpeq_epi8(g, black), _mm_cmpeq_epi8(g, white));
+    pureLanes = _mm_sub_epi8(pureLanes, pures);
+    return static_cast<std::uint64_t>(static_cast<unsigned>(_mm_movemask_epi8(below)));
+  };
+  // Sixty-four pixels a step into eight bytes; x stays a multiple of 16, so
+  // a 16- or 32-pixel screen row never wraps inside a load.
+  for (; b + 8 <= fullBytes; b += 8) {
+    const std::uint64_t x = b * 8;
+    std::uint64_t dots = sixteen(x) | sixteen(x + 16) << 16 | sixteen(x + 32) << 32 |
+                         sixteen(x + 48) << 48;
+    // Each byte's bits reversed: pixel 0 goes to the top of byte 0.
+    dots = (dots & 0x0F0F0F0F0F0F0F0FULL) << 4 | (dots >> 4 & 0x0F0F0F0F0F0F0F0FULL);
+    dots = (dots & 0x3333333333333333ULL) << 2 | (dots >> 2 & 0x3333333333333333ULL);
+    dots = (dots & 0x5555555555555555ULL) << 1 | (dots >> 1 & 0x5555555555555555ULL);
+    std::memcpy(out + b, &dots, 8);  // x86 is little-endian: byte 0 first
+    if (++laneSteps == 60) sumLanes();
+  }
+  for (; b + 2 <= fullBytes; b += 2) {
+    const auto dots = static_cast<unsigned>(sixteen(b * 8));
     out[b] = kReversed[dots & 0xFF];
     out[b + 1] = kReversed[dots >> 8];
-    const __m128i pures = _mm_or_si128(_mm_cmpeq_epi8(g, black), _mm_cmpeq_epi8(g, white));
-    pure += static_cast<unsigned>(std::popcount(static_cast<unsigned>(_mm_movemask_epi8(pures))));
   }
+  sumLanes();
 #endif
   for (; b < fullBytes; ++b) {
     out[b] = static_cast<std::uint8_t>(DotsOfEight(greys, thresholds, mask, b * 8, pure));

@@ -4,6 +4,8 @@
 
 #include <algorithm>
 #include <cstdint>
+#include <cstring>
+#include <vector>
 
 namespace Brindle::Detail {
 
@@ -83,6 +85,50 @@ ScreenRow(Greys, const std::uint8_t*, std::uint64_t) -> ScreenRow<Greys>;
 std::uint64_t ThresholdRow(const std::uint8_t* greys, const std::uint8_t* thresholds,
                            std::uint64_t period, std::uint8_t* out, std::uint64_t bytesPerRow,
                            unsigned paddingBits);
+
+// Gathers the greys of a destination row from one byte per pixel at
+// row + byX[x]. Nearest-neighbour scaling near 1:1 maps long stretches of
+// destination pixels to consecutive source bytes, so the table is taken
+// apart into such runs once: a row that is one whole run is read in place,
+// a few runs are copied, and only a table of short runs goes pixel by pixel.
+class GreyGather {
+ public:
+  GreyGather(const std::uint64_t* byX, std::uint64_t width) : byX_(byX), width_(width) {
+    for (std::uint64_t x = 0; x < width;) {
+      std::uint64_t end = x + 1;
+      while (end < width && byX[end] == byX[end - 1] + 1) ++end;
+      runs_.push_back({x, byX[x], end - x});
+      x = end;
+      if (runs_.size() * 16 > width) {  // too many: pixel by pixel
+        runs_.clear();
+        break;
+      }
+    }
+    if (width != 0 && runs_.empty()) perPixel_ = true;
+    buffer_.resize(width);
+  }
+
+  // The row's greys, valid until the next call.
+  const std::uint8_t* Row(const std::uint8_t* row) {
+    if (perPixel_) {
+      for (std::uint64_t x = 0; x < width_; ++x) buffer_[x] = row[byX_[x]];
+      return buffer_.data();
+    }
+    if (runs_.size() == 1) return row + runs_.front().from;
+    for (const Run& run : runs_) std::memcpy(buffer_.data() + run.to, row + run.from, run.length);
+    return buffer_.data();
+  }
+
+ private:
+  struct Run {
+    std::uint64_t to, from, length;
+  };
+  const std::uint64_t* byX_;
+  std::uint64_t width_;
+  bool perPixel_ = false;
+  std::vector<Run> runs_;
+  std::vector<std::uint8_t> buffer_;
+};
 
 // The luminance the RGB halftoners use, in integer arithmetic (truncating).
 [[nodiscard]] inline std::uint8_t GreyOfRgb(const std::uint8_t* pixel) {

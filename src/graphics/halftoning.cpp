@@ -62,6 +62,10 @@ class SourceOffsets {
     }
   }
 
+  bool Separable() const { return separable_; }
+  const std::uint64_t* ByX() const { return byX_.data(); }
+  const std::uint8_t* RowStart(std::uint64_t y) const { return p_.source + byY_[y]; }
+
   // Fills `greys` with row y's grey levels, grey(source bytes of a pixel).
   template <class Grey>
   void Row(std::uint64_t y, std::vector<std::uint8_t>& greys, Grey grey) const {
@@ -90,8 +94,14 @@ std::uint64_t HalftoneMapped(const HalftoneParameters& p, const ThresholdScreen&
                              std::uint64_t bytesPerPixel, Grey grey) {
   CheckHalftoningCurve(p.curve);
   const SourceOffsets offsets(p, bytesPerPixel);
-  std::vector<std::uint8_t> greys(PixelsPerRow(p));
   std::uint64_t pure = 0;
+  if (bytesPerPixel == 1 && offsets.Separable()) {
+    Detail::GreyGather gather(offsets.ByX(), PixelsPerRow(p));
+    for (std::uint64_t y = 0; y < p.destinationHeight; ++y)
+      pure += ThresholdRowOf(p, screen, gather.Row(offsets.RowStart(y)), y);
+    return pure;
+  }
+  std::vector<std::uint8_t> greys(PixelsPerRow(p));
   for (std::uint64_t y = 0; y < p.destinationHeight; ++y) {
     offsets.Row(y, greys, grey);
     pure += ThresholdRowOf(p, screen, greys.data(), y);

@@ -452,7 +452,10 @@ std::vector<unsigned char> ReadContiguous(std::istream& input, const TIFFFileInf
         throw ImageException("Data in this TIFF file is not stored correctly");
     }
   }
-  std::vector<unsigned char> data(static_cast<std::size_t>(total));
+  std::vector<unsigned char> data;
+  data.reserve(static_cast<std::size_t>(total));
+  Ashgrove::PopulatePages(data.data(), data.capacity());
+  data.resize(static_cast<std::size_t>(total));
   if (total != 0 && !ReadAt(input, info.stripOffsets.front(), data.data(), total))
     throw ImageException("Unable to read required number of bytes");
   return data;
@@ -481,6 +484,7 @@ std::vector<unsigned char> ReadStripDataFromTIFFFormat(std::istream& input,
   }
   std::vector<unsigned char> data;
   data.reserve(static_cast<std::size_t>(room));
+  Ashgrove::PopulatePages(data.data(), data.capacity());
   for (std::size_t i = 0; i < strips; ++i) {
     const auto [bytes, count] = stored.Strip(i);
     if (decode) {
