@@ -529,8 +529,9 @@ void TopixDecode(const std::string& work, double goal) {
   Pair(
       work, "832 x 2400 label",
       [&] {
-        const Brindle::Bitmap decoded =
-            Brindle::BitmapFromData(lines, bitmap.Width(), 0, Brindle::kTOPIXFormat);
+        // The height as a caller who knows its graphic gives it.
+        const Brindle::Bitmap decoded = Brindle::BitmapFromData(
+            lines, bitmap.Width(), bitmap.Height(), Brindle::kTOPIXFormat);
         if (decoded.Height() != bitmap.Height()) std::abort();
       },
       [&] { XorPass(bitmap); }, goal);

@@ -47,6 +47,23 @@ constexpr std::size_t kLongestLine = 1 + 8 + 64 + kMaxLineBytes;
 // so are data accesses when Checked, near the end of the data, where a line
 // may be cut short. Further from the end no line can run past the data, and
 // that check is left out of this hot loop.
+// For each byte map: the block positions of its set bits in list order
+// (bit 7 first), and how many there are.
+struct MapPlaces {
+  std::array<std::uint8_t, 8> position;
+  std::uint8_t count;
+};
+
+constexpr std::array<MapPlaces, 256> kMapPlaces = [] {
+  std::array<MapPlaces, 256> table{};
+  for (unsigned map = 0; map < 256; ++map) {
+    for (unsigned p = 0; p < 8; ++p) {
+      if (map & (0x80u >> p)) table[map].position[table[map].count++] = static_cast<std::uint8_t>(p);
+    }
+  }
+  return table;
+}();
+
 template <bool Checked>
 std::size_t DecodeLine(const unsigned char* data, std::size_t size, std::size_t position,
                        unsigned char* row, std::size_t length) {
@@ -63,15 +80,24 @@ std::size_t DecodeLine(const unsigned char* data, std::size_t size, std::size_t 
       blocks &= ~(0x80u >> b);
       const std::size_t block = s * kSectionBytes + b * kBlockBytes;
       unsigned bytes = take();
-      if (!Checked && bytes == 0xFF && block + kBlockBytes <= length) {
-        // A whole block changed: its eight difference bytes in one XOR.
-        std::uint64_t difference;
+      if (!Checked && block + kBlockBytes <= length) {
+        // A whole block inside the row: its difference bytes are placed in
+        // one word by the map's table entry and XORed in at once. Far from
+        // the end of the data, the eight bytes read here are all there.
+        const MapPlaces& places = kMapPlaces[bytes];
+        std::uint64_t difference = 0;
+        for (unsigned i = 0; i < places.count; ++i) {
+          difference |= std::uint64_t{data[position + i]} << (8 * places.position[i]);
+        }
+        position += places.count;
         std::uint64_t current;
-        std::memcpy(&difference, data + position, 8);
         std::memcpy(&current, row + block, 8);
-        current ^= difference;
+        if constexpr (std::endian::native == std::endian::big) {
+          current ^= __builtin_bswap64(difference);
+        } else {
+          current ^= difference;
+        }
         std::memcpy(row + block, &current, 8);
-        position += 8;
         continue;
       }
       while (bytes != 0) {
@@ -122,18 +148,22 @@ Bitmap BitmapFromData(const std::vector<unsigned char>& data, std::uint64_t widt
                       std::uint64_t height, int format) {
   if (format == kRawFormat) return Bitmap(data, width, height);
   if (format != kTOPIXFormat) throw BitmapException("Unknown compression format specified");
-  // Each row starts as a copy of the row above (white for the first) and the
-  // line's differences are XORed into it where it lies, in the bitmap's own
-  // storage. Only the first 512 bytes can change.
+  // Each line is XORed into a row buffer holding the row above (white at
+  // first), which is then appended to the bitmap's own storage. Only the
+  // first 512 bytes of a row can change; the rest stays white.
   const std::uint64_t length = RowBytes(width);
-  const std::size_t addressable = static_cast<std::size_t>(std::min(length, kMaxLineBytes));
+  std::vector<unsigned char> current(std::min(length, kMaxLineBytes), 0);
   std::vector<unsigned char> rows;
+  // The height is not needed, but a caller's height sizes the storage at
+  // once (never more than one row per byte of data could fill).
+  std::uint64_t room = 0;
+  if (!__builtin_mul_overflow(std::min<std::uint64_t>(height, data.size()), length, &room))
+    rows.reserve(static_cast<std::size_t>(room));
   std::uint64_t decoded = 0;
   for (std::size_t position = 0; position < data.size(); ++decoded) {
-    const std::size_t at = rows.size();
-    rows.resize(at + length);
-    if (at != 0) std::memcpy(rows.data() + at, rows.data() + at - length, addressable);
-    position += DecodeNextLine(data, position, rows.data() + at, addressable);
+    position += DecodeNextLine(data, position, current.data(), current.size());
+    rows.insert(rows.end(), current.begin(), current.end());
+    if (length > current.size()) rows.resize(rows.size() + (length - current.size()), 0);
   }
   return Bitmap(std::move(rows), width, decoded);
 }
