@@ -39,7 +39,8 @@ inline void PopulatePages(void* bytes, std::size_t size) {
 class ByteBlock {
  public:
   explicit ByteBlock(std::size_t size)
-      : bytes_(std::make_unique_for_overwrite<unsigned char[]>(size)), size_(size) {
+      : bytes_(size == 0 ? nullptr : std::make_unique_for_overwrite<unsigned char[]>(size)),
+        size_(size) {
     PopulatePages(bytes_.get(), size_);
   }
 

@@ -136,9 +136,12 @@ class History {
   static constexpr std::size_t kLiterals = 256;
 
   // `bytes` is the storage, kept by the decoder from call to call (it may
-  // be replaced by a larger one here).
-  History(ByteSink output, ByteBlock& bytes) : output_(output), bytes_(bytes) {
-    for (std::size_t i = 0; i < kLiterals; ++i) bytes_[i] = static_cast<unsigned char>(i);
+  // be replaced by a larger one here); it starts with the 256 literals,
+  // which nothing overwrites.
+  History(ByteSink output, ByteBlock& bytes) : output_(output), bytes_(bytes) {}
+
+  static void WriteLiterals(ByteBlock& bytes) {
+    for (std::size_t i = 0; i < kLiterals; ++i) bytes[i] = static_cast<unsigned char>(i);
   }
 
   std::size_t Size() const { return used_; }
@@ -204,10 +207,15 @@ struct Entry {
 
 }  // namespace
 
-// The decoder's buffers, kept from one call to the next.
+// The decoder's buffers, kept from one call to the next. The literals at
+// the start of the history and the table's first 256 entries never change;
+// codes from 258 on are always written before they are read.
 struct LZWCompression::Work {
+  Work() {
+    History::WriteLiterals(history);
+    for (std::uint32_t code = 0; code < 256; ++code) table[code] = {code, 1};
+  }
   ByteBlock history{kHistoryStart + kSlack};
-  // Codes from 258 on are always written before they are read.
   std::unique_ptr<Entry[]> table = std::make_unique_for_overwrite<Entry[]>(kTableSize);
 };
 
@@ -231,7 +239,6 @@ void LZWCompression::Decode(StreamBitReader& reader, ByteSink output) {
   Work& work = DecoderWork();
   History history(output, work.history);
   Entry* const table = work.table.get();
-  for (std::uint32_t code = 0; code < 256; ++code) table[code] = {code, 1};
   std::uint32_t width = kMinCodeWidth;
   std::uint32_t nextCode = kFirstFreeCode;
   // No previous string before the first Clear: a stream that starts with
@@ -273,15 +280,25 @@ void LZWCompression::Decode(StreamBitReader& reader, ByteSink output) {
     std::size_t used = history.Size();
     const std::size_t room = history.Room();
     const std::uint32_t early = earlyChange_;
-    while (inEnd - in >= 8 && used + kTableSize + kSlack <= room) {
+    while (used + kTableSize + kSlack <= room) {
       if (count < 16) {
-        std::uint64_t word;
-        std::memcpy(&word, in, 8);
-        if constexpr (std::endian::native == std::endian::little) word = __builtin_bswap64(word);
-        const std::uint32_t take = (63 - count) >> 3;
-        bits = (bits << (8 * take)) | (word >> (64 - 8 * take));
-        count += 8 * take;
-        in += take;
+        if (inEnd - in >= 8) {
+          std::uint64_t word;
+          std::memcpy(&word, in, 8);
+          if constexpr (std::endian::native == std::endian::little) word = __builtin_bswap64(word);
+          const std::uint32_t take = (63 - count) >> 3;
+          bits = (bits << (8 * take)) | (word >> (64 - 8 * take));
+          count += 8 * take;
+          in += take;
+        } else {
+          // The input's last bytes, one by one: small strips end here
+          // often, and their last codes need not leave this loop.
+          while (count <= 56 && in < inEnd) {
+            bits = (bits << 8) | *in++;
+            count += 8;
+          }
+          if (count < width) break;
+        }
       }
       const std::uint32_t code =
           static_cast<std::uint32_t>(bits >> (count - width)) & ((1u << width) - 1);
