@@ -92,8 +92,21 @@ constexpr std::uint8_t kCodeLengthOrder[] = {16, 17, 18, 0, 8,  7, 9,  6, 10, 5,
 // Enough bits for one length/distance pair with its extra bits.
 constexpr std::uint32_t kPairBits = 48;
 
+// First-level lookup widths: most literal/length codes fit in 11 bits and
+// most distance codes in 8; longer ones take a second-level table.
+constexpr std::uint32_t kLiteralLookupBits = 11;
+constexpr std::uint32_t kDistanceLookupBits = 8;
+
+HuffmanTable LiteralTable(const std::vector<std::uint8_t>& lengths) {
+  return HuffmanTable(lengths, HuffmanTable::Alphabet::kLiteralLength, kLiteralLookupBits);
+}
+
+HuffmanTable DistanceTable(const std::vector<std::uint8_t>& lengths) {
+  return HuffmanTable(lengths, HuffmanTable::Alphabet::kDistance, kDistanceLookupBits);
+}
+
 const HuffmanTable& FixedLiteralTable() {
-  static const HuffmanTable table([] {
+  static const HuffmanTable table = LiteralTable([] {
     std::vector<std::uint8_t> lengths(288);
     for (std::size_t i = 0; i < 288; ++i) lengths[i] = i < 144 ? 8 : i < 256 ? 9 : i < 280 ? 7 : 8;
     return lengths;
@@ -104,7 +117,7 @@ const HuffmanTable& FixedLiteralTable() {
 // All 32 five-bit codes: 30 and 31 exist in the fixed code and are then
 // refused as unknown distance codes.
 const HuffmanTable& FixedDistanceTable() {
-  static const HuffmanTable table(std::vector<std::uint8_t>(32, 5));
+  static const HuffmanTable table = DistanceTable(std::vector<std::uint8_t>(32, 5));
   return table;
 }
 
@@ -122,12 +135,27 @@ std::uint32_t ReadExtra(DeflateStreamBitReader& reader, std::uint32_t count, con
   return value;
 }
 
+// One table lookup: the first level, and the second when it points there.
+// `bits` holds at least the table's longest code.
+inline std::uint64_t Lookup(const std::uint64_t* entries, std::uint64_t bits,
+                            std::uint64_t mainMask, std::uint32_t mainBits) {
+  std::uint64_t entry = entries[bits & mainMask];
+  if (entry & HuffmanTable::kPointer) {
+    const std::uint64_t subMask = (std::uint64_t{1} << HuffmanTable::ExtraBits(entry)) - 1;
+    entry = entries[HuffmanTable::PointerStart(entry) + ((bits >> mainBits) & subMask)];
+  }
+  return entry;
+}
+
 // Decodes pairs and literals while plenty of input and output room remain,
-// keeping the bit reader and the output position in registers. Anything out
-// of the ordinary (end of block, a long or unknown code, a distance that
-// needs checking against the window) is left untouched for the exact path.
+// keeping the bit reader and the output position in registers; one check of
+// both per step. The lookups carry each code's length, base and extra bits
+// decoded. Anything out of the ordinary (end of block, a code no table
+// entry resolves, an undefined symbol, a distance reaching before the
+// window) is left untouched for the exact path.
 void DecodeFast(DeflateStreamBitReader& reader, RollingOutputBuffer& buffer,
                 const HuffmanTable& literals, const HuffmanTable& distances) {
+  using Table = HuffmanTable;
   auto raw = reader.Export();
   std::uint64_t bits = raw.accumulator;
   std::uint32_t count = raw.count;
@@ -136,12 +164,12 @@ void DecodeFast(DeflateStreamBitReader& reader, RollingOutputBuffer& buffer,
   unsigned char* out = buffer.Next();
   unsigned char* const outLimit = buffer.Limit();
   const unsigned char* const windowStart = buffer.Begin();
-  const std::uint32_t* const literalFast = literals.FastEntries();
-  const std::uint32_t* const distanceFast = distances.FastEntries();
-  const std::uint64_t literalMask = (std::uint64_t{1} << literals.FastBits()) - 1;
-  const std::uint64_t distanceMask = (std::uint64_t{1} << distances.FastBits()) - 1;
-  constexpr std::uint32_t kResolved = HuffmanTable::kResolved;
-  constexpr std::uint32_t kLiteral = HuffmanTable::kLiteral;
+  const std::uint64_t* const literalEntries = literals.Entries();
+  const std::uint64_t* const distanceEntries = distances.Entries();
+  const std::uint32_t literalBits = literals.MainBits();
+  const std::uint32_t distanceBits = distances.MainBits();
+  const std::uint64_t literalMask = (std::uint64_t{1} << literalBits) - 1;
+  const std::uint64_t distanceMask = (std::uint64_t{1} << distanceBits) - 1;
 
   while (inEnd - in >= 8 && out < outLimit) {
     std::uint64_t word;
@@ -151,40 +179,49 @@ void DecodeFast(DeflateStreamBitReader& reader, RollingOutputBuffer& buffer,
     in += (63 - count) >> 3;
     count |= 56;
 
-    std::uint32_t entry = literalFast[bits & literalMask];
-    if (entry & kLiteral) {
-      // Up to five literals per refill: each takes at most the lookup's
-      // width, and the refill left at least 56 bits.
-      for (int i = 0; i < 5; ++i) {
-        bits >>= entry & 0xF;
-        count -= entry & 0xF;
-        *out++ = static_cast<unsigned char>(entry >> 8);
-        entry = literalFast[bits & literalMask];
-        if (!(entry & kLiteral)) break;
+    // Literals first, straight from the first level: a pointer to a second
+    // level never has the literal flag.
+    std::uint64_t entry = literalEntries[bits & literalMask];
+    if (entry & Table::kLiteral) {
+      // Up to three literals per refill: a code has at most 15 bits, and the
+      // refill left at least 56.
+      for (int i = 0; i < 3; ++i) {
+        const std::uint32_t length = Table::CodeLength(entry);
+        bits >>= length;
+        count -= length;
+        *out++ = static_cast<unsigned char>(Table::Value(entry));
+        entry = literalEntries[bits & literalMask];
+        if (!(entry & Table::kLiteral)) break;
       }
       continue;
     }
-    if (!(entry & kResolved)) break;
-    const std::uint32_t symbol = entry >> 8;
-    if (symbol == kEndOfBlock || symbol > kLastLengthCode) break;
-    // From here on nothing is kept unless the whole pair turns out valid.
-    std::uint64_t pairBits = bits >> (entry & 0xF);
-    std::uint32_t used = entry & 0xF;
-    const std::uint32_t lengthCode = symbol - 257;
-    const std::uint32_t lengthExtra = kLengthExtra[lengthCode];
+    if (entry & Table::kPointer) {
+      entry = Lookup(literalEntries, bits, literalMask, literalBits);
+      if (entry & Table::kLiteral) {
+        bits >>= Table::CodeLength(entry);
+        count -= Table::CodeLength(entry);
+        *out++ = static_cast<unsigned char>(Table::Value(entry));
+        continue;
+      }
+    }
+    if (!(entry & Table::kBase) || Table::CodeLength(entry) == 0) break;
+    // A length, its extra bits, a distance code and its extra bits: at most
+    // 15 + 5 + 15 + 13 = 48 bits, all in the accumulator. Nothing is kept
+    // unless the whole pair turns out valid.
+    std::uint64_t pairBits = bits >> Table::CodeLength(entry);
+    std::uint32_t used = Table::CodeLength(entry);
+    const std::uint32_t lengthExtra = Table::ExtraBits(entry);
     const std::uint32_t length =
-        kLengthBase[lengthCode] + static_cast<std::uint32_t>(pairBits & ((1u << lengthExtra) - 1));
+        Table::Value(entry) + static_cast<std::uint32_t>(pairBits & ((1u << lengthExtra) - 1));
     pairBits >>= lengthExtra;
     used += lengthExtra;
-    const std::uint32_t distanceEntry = distanceFast[pairBits & distanceMask];
-    if (!(distanceEntry & kResolved)) break;
-    const std::uint32_t distanceCode = distanceEntry >> 8;
-    if (distanceCode > kLastDistanceCode) break;
-    pairBits >>= distanceEntry & 0xF;
-    used += distanceEntry & 0xF;
-    const std::uint32_t distanceExtra = kDistanceExtra[distanceCode];
+    const std::uint64_t distanceEntry = Lookup(distanceEntries, pairBits, distanceMask, distanceBits);
+    if (!(distanceEntry & Table::kBase) || Table::CodeLength(distanceEntry) == 0) break;
+    pairBits >>= Table::CodeLength(distanceEntry);
+    used += Table::CodeLength(distanceEntry);
+    const std::uint32_t distanceExtra = Table::ExtraBits(distanceEntry);
     const std::uint32_t distance =
-        kDistanceBase[distanceCode] +
+        Table::Value(distanceEntry) +
         static_cast<std::uint32_t>(pairBits & ((1u << distanceExtra) - 1));
     if (distance > static_cast<std::size_t>(out - windowStart)) break;
     bits = pairBits >> distanceExtra;
@@ -286,10 +323,10 @@ void DecodeDynamicBlock(DeflateStreamBitReader& reader, RollingOutputBuffer& out
     std::fill_n(lengths.begin() + i, repeat, value);
     i += repeat;
   }
-  const HuffmanTable literals(
-      std::vector<std::uint8_t>(lengths.begin(), lengths.begin() + literalCount));
-  const HuffmanTable distances(
-      std::vector<std::uint8_t>(lengths.begin() + literalCount, lengths.end()));
+  const HuffmanTable literals =
+      LiteralTable(std::vector<std::uint8_t>(lengths.begin(), lengths.begin() + literalCount));
+  const HuffmanTable distances =
+      DistanceTable(std::vector<std::uint8_t>(lengths.begin() + literalCount, lengths.end()));
   DecodeBlock(reader, out, literals, distances);
 }
 

@@ -13,13 +13,25 @@ namespace Ashgrove {
 
 // Repeats `length` bytes from `distance` bytes back, byte by byte in effect,
 // so that a length beyond the distance repeats the newest bytes. Writes up
-// to 7 bytes past the end; the caller keeps that much slack.
+// to 15 bytes past the end; the caller keeps that much slack.
 inline void CopyBackReference(unsigned char* to, std::uint32_t distance, std::uint32_t length) {
   const unsigned char* from = to - distance;
   if (distance >= 8) {
-    for (std::uint32_t done = 0; done < length; done += 8) std::memcpy(to + done, from + done, 8);
+    // Eight bytes at a time: each word read lies wholly before the one
+    // being written, so overlapping copies repeat as Deflate asks. Most
+    // matches are short, so the first two words go unconditionally.
+    std::uint64_t word;
+    std::memcpy(&word, from, 8);
+    std::memcpy(to, &word, 8);
+    std::memcpy(&word, from + 8, 8);
+    std::memcpy(to + 8, &word, 8);
+    for (std::uint32_t done = 16; done < length; done += 8) {
+      std::memcpy(&word, from + done, 8);
+      std::memcpy(to + done, &word, 8);
+    }
   } else if (distance == 1) {
-    std::memset(to, *from, length);
+    const std::uint64_t word = *from * 0x0101010101010101ULL;
+    for (std::uint32_t done = 0; done < length; done += 8) std::memcpy(to + done, &word, 8);
   } else {
     for (std::uint32_t i = 0; i < length; ++i) to[i] = from[i];
   }
