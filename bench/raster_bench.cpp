@@ -304,7 +304,7 @@ void RawDeflate(const std::string& work, const char* name, const Bytes& payload,
   const Bytes packed = Zlib(payload.data(), payload.size(), -15);
   Ashgrove::DeflateCompression codec;
   Bytes ours;
-  ours.reserve(payload.size());
+  ours.reserve(payload.size() + Ashgrove::DeflateCompression::kOutputSlack);
   Bytes theirs(payload.size());
   libdeflate_decompressor* decompressor = libdeflate_alloc_decompressor();
   Pair(
@@ -327,7 +327,7 @@ void ZlibDeflate(const std::string& work, const char* name, const Bytes& payload
   const Bytes packed = Zlib(payload.data(), payload.size(), -15);
   Ashgrove::DeflateCompression codec;
   Bytes ours;
-  ours.reserve(payload.size());
+  ours.reserve(payload.size() + Ashgrove::DeflateCompression::kOutputSlack);
   Bytes theirs(payload.size());
   Pair(
       work, name,

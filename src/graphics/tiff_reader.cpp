@@ -481,6 +481,8 @@ std::vector<unsigned char> ReadStripDataFromTIFFFormat(std::istream& input,
     // Room for the whole image, but never more than the file could expand to.
     room = std::min(decoder->RowLength() * std::uint64_t{info.height},
                     stored.StreamBytes() * 1032);
+    // Deflate decodes in place with a little room ahead of its output.
+    if (info.compression == 8) room += Ashgrove::DeflateCompression::kOutputSlack;
   }
   std::vector<unsigned char> data;
   data.reserve(static_cast<std::size_t>(room));

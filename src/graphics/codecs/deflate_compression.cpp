@@ -153,7 +153,9 @@ inline std::uint64_t Lookup(const std::uint64_t* entries, std::uint64_t bits,
 // decoded. Anything out of the ordinary (end of block, a code no table
 // entry resolves, an undefined symbol, a distance reaching before the
 // window) is left untouched for the exact path.
-void DecodeFast(DeflateStreamBitReader& reader, RollingOutputBuffer& buffer,
+// Kept out of line: inlined into its caller it shares that function's registers and
+// spills its own.
+[[gnu::noinline]] void DecodeFast(DeflateStreamBitReader& reader, RollingOutputBuffer& buffer,
                 const HuffmanTable& literals, const HuffmanTable& distances) {
   using Table = HuffmanTable;
   auto raw = reader.Export();
@@ -166,45 +168,63 @@ void DecodeFast(DeflateStreamBitReader& reader, RollingOutputBuffer& buffer,
   const unsigned char* const windowStart = buffer.Begin();
   const std::uint64_t* const literalEntries = literals.Entries();
   const std::uint64_t* const distanceEntries = distances.Entries();
-  const std::uint32_t literalBits = literals.MainBits();
-  const std::uint32_t distanceBits = distances.MainBits();
-  const std::uint64_t literalMask = (std::uint64_t{1} << literalBits) - 1;
-  const std::uint64_t distanceMask = (std::uint64_t{1} << distanceBits) - 1;
+  // Both tables are built with these first-level widths (LiteralTable,
+  // DistanceTable), which as constants leave the loop its registers.
+  constexpr std::uint32_t literalBits = kLiteralLookupBits;
+  constexpr std::uint32_t distanceBits = kDistanceLookupBits;
+  constexpr std::uint64_t literalMask = (std::uint64_t{1} << literalBits) - 1;
+  constexpr std::uint64_t distanceMask = (std::uint64_t{1} << distanceBits) - 1;
 
-  while (inEnd - in >= 8 && out < outLimit) {
+  // Room for one more step: a refill's eight bytes of input, and a full
+  // match (plus slack) of output.
+  const auto room = [&] { return inEnd - in >= 8 && out < outLimit; };
+  const auto refill = [&] {
     std::uint64_t word;
     std::memcpy(&word, in, 8);
     if constexpr (std::endian::native == std::endian::big) word = __builtin_bswap64(word);
     bits |= word << count;
     in += (63 - count) >> 3;
     count |= 56;
-
+  };
+  if (!room()) {
+    reader.Import({bits, count, in, inEnd});
+    return;
+  }
+  refill();
+  // The next code's entry is looked up as soon as its bits are in, so that
+  // the lookup overlaps the work on the current one.
+  std::uint64_t entry = literalEntries[bits & literalMask];
+  for (;;) {
     // Literals first, straight from the first level: a pointer to a second
     // level never has the literal flag.
-    std::uint64_t entry = literalEntries[bits & literalMask];
     if (entry & Table::kLiteral) {
       // Up to three literals per refill: a code has at most 15 bits, and the
       // refill left at least 56.
       for (int i = 0; i < 3; ++i) {
-        const std::uint32_t length = Table::CodeLength(entry);
-        bits >>= length;
-        count -= length;
-        *out++ = static_cast<unsigned char>(Table::Value(entry));
+        bits >>= Table::Shift(entry);
+        count -= Table::Shift(entry);
+        *out++ = Table::LiteralByte(entry);
         entry = literalEntries[bits & literalMask];
         if (!(entry & Table::kLiteral)) break;
       }
+      if (!room()) break;
+      refill();
+      entry = literalEntries[bits & literalMask];
       continue;
     }
     if (entry & Table::kPointer) {
       entry = Lookup(literalEntries, bits, literalMask, literalBits);
       if (entry & Table::kLiteral) {
-        bits >>= Table::CodeLength(entry);
-        count -= Table::CodeLength(entry);
-        *out++ = static_cast<unsigned char>(Table::Value(entry));
+        bits >>= Table::Shift(entry);
+        count -= Table::Shift(entry);
+        *out++ = Table::LiteralByte(entry);
+        if (!room()) break;
+        refill();
+        entry = literalEntries[bits & literalMask];
         continue;
       }
     }
-    if (!(entry & Table::kBase) || Table::CodeLength(entry) == 0) break;
+    if (!(entry & Table::kBase)) break;
     // A length, its extra bits, a distance code and its extra bits: at most
     // 15 + 5 + 15 + 13 = 48 bits, all in the accumulator. Nothing is kept
     // unless the whole pair turns out valid.
@@ -216,7 +236,7 @@ void DecodeFast(DeflateStreamBitReader& reader, RollingOutputBuffer& buffer,
     pairBits >>= lengthExtra;
     used += lengthExtra;
     const std::uint64_t distanceEntry = Lookup(distanceEntries, pairBits, distanceMask, distanceBits);
-    if (!(distanceEntry & Table::kBase) || Table::CodeLength(distanceEntry) == 0) break;
+    if (!(distanceEntry & Table::kBase)) break;
     pairBits >>= Table::CodeLength(distanceEntry);
     used += Table::CodeLength(distanceEntry);
     const std::uint32_t distanceExtra = Table::ExtraBits(distanceEntry);
@@ -226,8 +246,15 @@ void DecodeFast(DeflateStreamBitReader& reader, RollingOutputBuffer& buffer,
     if (distance > static_cast<std::size_t>(out - windowStart)) break;
     bits = pairBits >> distanceExtra;
     count -= used + distanceExtra;
-    CopyBackReference(out, distance, length);
+    unsigned char* const target = out;
     out += length;
+    const bool more = room();
+    if (more) {
+      refill();
+      entry = literalEntries[bits & literalMask];
+    }
+    CopyBackReference(target, distance, length);
+    if (!more) break;
   }
   reader.Import({bits, count, in, inEnd});
   buffer.SetNext(out);
@@ -377,10 +404,12 @@ void DeflateCompression::Decompress(std::istream& input, std::ostream& output) {
   DecodeBlocks(reader, out);
 }
 
+static_assert(DeflateCompression::kOutputSlack == RollingOutputBuffer::kDirectSlack);
+
 void DeflateCompression::DecompressBytes(const unsigned char* data, std::size_t size,
                                          std::vector<unsigned char>& output) {
   DeflateStreamBitReader reader(data, size);
-  RollingOutputBuffer out(ByteSink(output), Storage());
+  RollingOutputBuffer out(output);
   DecodeBlocks(reader, out);
 }
 

@@ -23,10 +23,10 @@ class DeflateCompression : public IDecompressor, public ICompressor {
   void Decompress(std::istream& input, std::ostream& output) override;
 
   // The same for the `size` bytes at `data`, read in place, with the result
-  // appended to `output`; same failures, and output decoded before one stays
-  // appended. The object keeps its work buffer for the next call, so a run of
-  // small inputs (a TIFF file's strips) costs one buffer in all; an object is
-  // therefore used by one thread at a time.
+  // decoded straight onto the end of `output`; same failures, and output
+  // decoded before one stays appended. The vector grows as needed; reserving
+  // the expected size plus kOutputSlack bytes spares it reallocations.
+  static constexpr std::size_t kOutputSlack = 274;
   void DecompressBytes(const unsigned char* data, std::size_t size,
                        std::vector<unsigned char>& output);
 
@@ -37,6 +37,8 @@ class DeflateCompression : public IDecompressor, public ICompressor {
   void Compress(std::istream& input, std::ostream& output) override;
 
  private:
+  // The stream form's work buffer, kept for the next call; an object is
+  // therefore used by one thread at a time.
   ByteBlock& Storage();
 
   std::unique_ptr<ByteBlock> storage_;  // made on first use

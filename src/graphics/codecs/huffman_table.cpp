@@ -123,7 +123,7 @@ std::uint64_t EntryFor(HuffmanTable::Alphabet alphabet, std::uint32_t symbol,
   std::uint64_t entry = std::uint64_t{symbol} << 40 | length;
   switch (alphabet) {
     case Table::Alphabet::kLiteralLength:
-      if (symbol < 256) return entry | Table::kLiteral | std::uint64_t{symbol} << 24;
+      if (symbol < 256) return entry | Table::kLiteral | std::uint64_t{symbol} << 8;
       if (symbol >= 257 && symbol <= 285) {
         return entry | Table::kBase | std::uint64_t{kLengthBase[symbol - 257]} << 24 |
                std::uint64_t{kLengthExtra[symbol - 257]} << 8;
@@ -149,9 +149,11 @@ std::uint32_t HuffmanTable::ReversedMain(std::uint32_t bits) const {
 void HuffmanTable::BuildLookup(Alphabet alphabet, std::uint32_t lookupBits) {
   // Deflate's codes have at most 15 bits; anything longer is left to the
   // bit-by-bit path rather than given second-level tables of its size.
+  // The first level is always `lookupBits` wide, whatever the longest code,
+  // so that a decoding loop can hold its width as a constant.
   const std::uint32_t deepest = std::min(maxLength_, 15u);
-  mainBits_ = std::min(deepest, std::min(lookupBits, kWidestLookup));
-  subBits_ = deepest - mainBits_;
+  mainBits_ = std::min(lookupBits, kWidestLookup);
+  subBits_ = deepest > mainBits_ ? deepest - mainBits_ : 0;
   entries_.assign(std::size_t{1} << mainBits_, 0);
   // Codes by slot, longest first, so that where codes of several lengths
   // share input bits the shortest wins, as the bit-by-bit search finds it.

@@ -23,11 +23,11 @@ class HuffmanTable {
   // Builds the code from one length per symbol (index = symbol, 0 = unused);
   // lengths are at most 15, as Deflate's headers give them. `lookupBits` is
   // the width of the first-level lookup (longer codes go through second-level
-  // tables). Throws DecompressionException "Code too large for this table"
+  // tables; at most 11). Throws DecompressionException "Code too large for this table"
   // for a code that does not fit the longest length given, and "Duplicate
   // code!" when two symbols get the same code. Incomplete codes are accepted.
   explicit HuffmanTable(const std::vector<std::uint8_t>& lengths,
-                        Alphabet alphabet = Alphabet::kCodeLengths, std::uint32_t lookupBits = 10);
+                        Alphabet alphabet = Alphabet::kCodeLengths, std::uint32_t lookupBits = 7);
 
   // Decodes the next symbol. Throws IOException "Unexpected end of stream
   // encountered while reading Huffman code" when the input ends inside a code
@@ -58,7 +58,7 @@ class HuffmanTable {
   // kPointer set sends the next SubBits() bits to a second-level table at
   // PointerStart(). A resolved entry holds the code's length in bits
   // (CodeLength(); 0 means no code starts so), and:
-  //   kLiteral: a literal byte, Value();
+  //   kLiteral: a literal byte, LiteralByte();
   //   kBase: a length or distance code, Value() its base and ExtraBits()
   //   the number of extra bits that follow the code;
   //   kExit: a symbol that only the exact path handles (end of block, or a
@@ -70,6 +70,11 @@ class HuffmanTable {
   static std::uint32_t CodeLength(std::uint64_t entry) { return entry & 0xFF; }
   static std::uint32_t ExtraBits(std::uint64_t entry) { return (entry >> 8) & 0xFF; }
   static std::uint32_t Value(std::uint64_t entry) { return (entry >> 24) & 0xFFFF; }
+  static unsigned char LiteralByte(std::uint64_t entry) {
+    return static_cast<unsigned char>(entry >> 8);
+  }
+  // The code length as a shift count: the length field's upper bits are 0.
+  static std::uint32_t Shift(std::uint64_t entry) { return entry & 63; }
   static std::uint32_t PointerStart(std::uint64_t entry) { return Value(entry); }
   static std::uint32_t Symbol(std::uint64_t entry) { return (entry >> 40) & 0x1FF; }
   std::uint32_t MainBits() const { return mainBits_; }

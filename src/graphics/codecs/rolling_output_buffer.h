@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <cstring>
 #include <ostream>
+#include <vector>
 
 #include "graphics/codecs/byte_block.h"
 #include "graphics/codecs/byte_sink.h"
@@ -57,10 +58,18 @@ class RollingOutputBuffer {
   // decoder keeps from one call to the next so that small inputs do not pay
   // for a fresh buffer each time; it must outlive this buffer.
   RollingOutputBuffer(ByteSink output, ByteBlock& storage);
+  // Works in `output`'s own storage, after what it already holds: the bytes
+  // are produced where they stay, and the window is simply what lies before
+  // them, so nothing is copied or moved. The vector grows ahead of the
+  // output in steps (within its capacity where that suffices; a caller that
+  // reserves the expected size plus kDirectSlack spares it reallocations)
+  // and is cut back to what was produced by Flush().
+  explicit RollingOutputBuffer(std::vector<unsigned char>& output);
+  static constexpr std::size_t kDirectSlack = kMaxRun + kSlack;
 
   // Makes room for at least kMaxRun more bytes (plus slack).
   void Reserve() {
-    if (position_ + kMaxRun + kSlack > kStorageSize) Rotate();
+    if (position_ + kMaxRun + kSlack > end_) MakeRoom(kMaxRun + kSlack);
   }
 
   void Append(unsigned char byte) { buffer_[position_++] = byte; }
@@ -81,7 +90,7 @@ class RollingOutputBuffer {
   // it does not reach before Begin().
   unsigned char* Begin() { return buffer_; }
   unsigned char* Next() { return buffer_ + position_; }
-  unsigned char* Limit() { return buffer_ + kStorageSize - kMaxRun - kSlack; }
+  unsigned char* Limit() { return buffer_ + end_ - kMaxRun - kSlack; }
   void SetNext(unsigned char* next) { position_ = static_cast<std::size_t>(next - buffer_); }
 
   void Flush();
@@ -89,11 +98,16 @@ class RollingOutputBuffer {
  private:
   std::size_t Held() const { return position_ < kCapacity ? position_ : kCapacity; }
   [[noreturn]] static void CopyTooFar();
+  // Room for `count` more bytes: the buffer rotated, or the vector grown.
+  void MakeRoom(std::size_t count);
   void Rotate();
 
   ByteSink output_;
   ByteBlock owned_;
-  unsigned char* buffer_;  // kStorageSize bytes
+  std::vector<unsigned char>* direct_ = nullptr;  // the vector written in place, if so
+  std::size_t base_ = 0;      // where this output starts in it
+  unsigned char* buffer_;     // the first byte of this output's storage
+  std::size_t end_;           // bytes usable from buffer_
   std::size_t position_ = 0;  // where the next byte goes
   std::size_t flushed_ = 0;   // bytes before this have reached the stream
 };
