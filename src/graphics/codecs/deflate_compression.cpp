@@ -230,25 +230,24 @@ inline std::uint64_t Lookup(const std::uint64_t* entries, std::uint64_t bits,
     if (!(entry & Table::kBase)) break;
     // A length, its extra bits, a distance code and its extra bits: at most
     // 15 + 5 + 15 + 13 = 48 bits, all in the accumulator. Nothing is kept
-    // unless the whole pair turns out valid.
-    std::uint64_t pairBits = bits >> Table::CodeLength(entry);
-    std::uint32_t used = Table::CodeLength(entry);
-    const std::uint32_t lengthExtra = Table::ExtraBits(entry);
+    // unless the whole pair turns out valid. Each entry's code and extra
+    // bits are dropped in one shift, and the extra bits are taken from the
+    // bits as they were, alongside.
     const std::uint32_t length =
-        Table::Value(entry) + static_cast<std::uint32_t>(pairBits & ((1u << lengthExtra) - 1));
-    pairBits >>= lengthExtra;
-    used += lengthExtra;
+        Table::Value(entry) + static_cast<std::uint32_t>((bits >> ((entry >> 8) & 0xF)) &
+                                                         ((1u << ((entry >> 12) & 0xF)) - 1));
+    std::uint64_t pairBits = bits >> Table::TotalBits(entry);
+    std::uint32_t used = Table::TotalBits(entry);
     const std::uint64_t distanceEntry = Lookup(distanceEntries, pairBits, distanceMask, distanceBits);
     if (!(distanceEntry & Table::kBase)) break;
-    pairBits >>= Table::CodeLength(distanceEntry);
-    used += Table::CodeLength(distanceEntry);
-    const std::uint32_t distanceExtra = Table::ExtraBits(distanceEntry);
     const std::uint32_t distance =
         Table::Value(distanceEntry) +
-        static_cast<std::uint32_t>(pairBits & ((1u << distanceExtra) - 1));
+        static_cast<std::uint32_t>((pairBits >> ((distanceEntry >> 8) & 0xF)) &
+                                   ((1u << ((distanceEntry >> 12) & 0xF)) - 1));
+    used += Table::TotalBits(distanceEntry);
     if (distance > static_cast<std::size_t>(out - windowStart)) break;
-    bits = pairBits >> distanceExtra;
-    count -= used + distanceExtra;
+    bits = pairBits >> Table::TotalBits(distanceEntry);
+    count -= used;
     unsigned char* const target = out;
     out += length;
     // A pair uses at most 48 of the 64 bits, so the next lookup needs no

@@ -115,6 +115,14 @@ constexpr std::uint16_t kDistanceBase[] = {
 constexpr std::uint8_t kDistanceExtra[] = {0, 0, 0, 0, 1, 1, 2, 2,  3,  3,  4,  4,  5,  5,  6,
                                            6, 7, 7, 8, 8, 9, 9, 10, 10, 11, 11, 12, 12, 13, 13};
 
+// A length or distance code: the bits it takes with its extra bits, then the
+// code's own length and the extra bits' count, the base, the symbol.
+std::uint64_t BaseEntry(std::uint32_t symbol, std::uint32_t length, std::uint32_t base,
+                        std::uint32_t extra) {
+  return std::uint64_t{symbol} << 40 | std::uint64_t{base} << 24 | HuffmanTable::kBase |
+         std::uint64_t{extra} << 12 | std::uint64_t{length} << 8 | (length + extra);
+}
+
 // The entry for `symbol` with a code of `length` bits, what it stands for
 // decoded by the alphabet's rules.
 std::uint64_t EntryFor(HuffmanTable::Alphabet alphabet, std::uint32_t symbol,
@@ -124,16 +132,10 @@ std::uint64_t EntryFor(HuffmanTable::Alphabet alphabet, std::uint32_t symbol,
   switch (alphabet) {
     case Table::Alphabet::kLiteralLength:
       if (symbol < 256) return entry | Table::kLiteral | std::uint64_t{symbol} << 8;
-      if (symbol >= 257 && symbol <= 285) {
-        return entry | Table::kBase | std::uint64_t{kLengthBase[symbol - 257]} << 24 |
-               std::uint64_t{kLengthExtra[symbol - 257]} << 8;
-      }
+      if (symbol >= 257 && symbol <= 285) return BaseEntry(symbol, length, kLengthBase[symbol - 257], kLengthExtra[symbol - 257]);
       return entry | Table::kExit;
     case Table::Alphabet::kDistance:
-      if (symbol <= 29) {
-        return entry | Table::kBase | std::uint64_t{kDistanceBase[symbol]} << 24 |
-               std::uint64_t{kDistanceExtra[symbol]} << 8;
-      }
+      if (symbol <= 29) return BaseEntry(symbol, length, kDistanceBase[symbol], kDistanceExtra[symbol]);
       return entry | Table::kExit;
     default:
       return entry | Table::kExit;

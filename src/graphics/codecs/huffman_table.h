@@ -60,15 +60,22 @@ class HuffmanTable {
   // (CodeLength(); 0 means no code starts so), and:
   //   kLiteral: a literal byte, LiteralByte();
   //   kBase: a length or distance code, Value() its base and ExtraBits()
-  //   the number of extra bits that follow the code;
+  //   the number of extra bits that follow the code, TotalBits() both;
   //   kExit: a symbol that only the exact path handles (end of block, or a
   //   symbol the format does not define).
   static constexpr std::uint64_t kLiteral = 1u << 16;
   static constexpr std::uint64_t kBase = 1u << 17;
   static constexpr std::uint64_t kExit = 1u << 18;
   static constexpr std::uint64_t kPointer = 1u << 19;
-  static std::uint32_t CodeLength(std::uint64_t entry) { return entry & 0xFF; }
-  static std::uint32_t ExtraBits(std::uint64_t entry) { return (entry >> 8) & 0xFF; }
+  static std::uint32_t CodeLength(std::uint64_t entry) {
+    return entry & kBase ? (entry >> 8) & 0xF : entry & 0xFF;
+  }
+  static std::uint32_t ExtraBits(std::uint64_t entry) {
+    return entry & kBase ? (entry >> 12) & 0xF : (entry >> 8) & 0xFF;
+  }
+  // kBase entries: the code's length and its extra bits together, the bits
+  // a decoding loop consumes for the entry at once.
+  static std::uint32_t TotalBits(std::uint64_t entry) { return entry & 63; }
   static std::uint32_t Value(std::uint64_t entry) { return (entry >> 24) & 0xFFFF; }
   static unsigned char LiteralByte(std::uint64_t entry) {
     return static_cast<unsigned char>(entry >> 8);

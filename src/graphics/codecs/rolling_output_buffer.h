@@ -17,10 +17,17 @@ namespace Ashgrove {
 // to 15 bytes past the end; the caller keeps that much slack.
 inline void CopyBackReference(unsigned char* to, std::uint32_t distance, std::uint32_t length) {
   const unsigned char* from = to - distance;
-  if (distance >= 8) {
-    // Eight bytes at a time: each word read lies wholly before the one
-    // being written, so overlapping copies repeat as Deflate asks. Most
-    // matches are short, so the first two words go unconditionally.
+  if (distance >= 16) {
+    // Sixteen bytes at a time: each piece read lies wholly before the one
+    // being written, so overlapping copies repeat as Deflate asks.
+    for (std::uint32_t done = 0; done < length; done += 16) {
+      unsigned char piece[16];
+      std::memcpy(piece, from + done, 16);
+      std::memcpy(to + done, piece, 16);
+    }
+  } else if (distance >= 8) {
+    // The same eight bytes at a time; most matches are short, so the first
+    // two words go unconditionally.
     std::uint64_t word;
     std::memcpy(&word, from, 8);
     std::memcpy(to, &word, 8);
@@ -32,7 +39,10 @@ inline void CopyBackReference(unsigned char* to, std::uint32_t distance, std::ui
     }
   } else if (distance == 1) {
     const std::uint64_t word = *from * 0x0101010101010101ULL;
-    for (std::uint32_t done = 0; done < length; done += 8) std::memcpy(to + done, &word, 8);
+    for (std::uint32_t done = 0; done < length; done += 16) {
+      std::memcpy(to + done, &word, 8);
+      std::memcpy(to + done + 8, &word, 8);
+    }
   } else {
     for (std::uint32_t i = 0; i < length; ++i) to[i] = from[i];
   }
