@@ -444,6 +444,12 @@ void Halftoner(const std::string& work, const char* name,
   p.destinationHeight = kGreyHeight;
   p.mapping = Brindle::RotationMapping(rotation);
   p.mappingParameters = {kGreyWidth, kGreyHeight, kGreyWidth, kGreyHeight};
+  if (rotation % 2 == 1) {
+    // The picture turned a quarter: 3000 x 2000 dots, as many as the floor's.
+    p.destinationBytesPerRow = kGreyHeight / 8;
+    p.destinationHeight = kGreyWidth;
+    p.mappingParameters = {kGreyWidth, kGreyHeight, kGreyHeight, kGreyWidth};
+  }
   Pair(work, name, [&] { halftone(p); }, Floor(floorOut), goal);
 }
 

@@ -71,6 +71,7 @@ std::uint64_t DotsAlong(std::uint64_t from, std::uint64_t to, double resolution)
 struct SampleTables {
   std::vector<std::uint64_t> byX, byY;
   std::vector<std::uint8_t> shiftX, shiftY;
+  bool crosswise = false;  // byX holds row offsets and byY column offsets
 };
 
 SampleTables BuildTables(const Image& source, SourceMapping map, const MappingParameters& p,
@@ -81,6 +82,7 @@ SampleTables BuildTables(const Image& source, SourceMapping map, const MappingPa
   // Quarter turns take sx from y and sy from x.
   const bool crosswise = map == MapRotation1 || map == MapRotation3;
   SampleTables t;
+  t.crosswise = crosswise;
   t.byX.resize(width);
   t.byY.resize(height);
   t.shiftX.assign(width, 0);
@@ -154,12 +156,14 @@ std::uint64_t DitherRows(const Detail::DotRows& rows, std::uint64_t width,
                          const std::uint8_t* data, const SampleTables& t, std::int32_t method,
                          std::uint32_t curve) {
   std::vector<std::uint8_t> greys(width);
-  // One byte per pixel goes through the run-aware gather; RGB pixel by pixel.
-  std::optional<Detail::GreyGather> greyGather;
-  if (Grey == GreyOf) greyGather.emplace(t.byX.data(), width);
+  // One byte per pixel goes through the row gatherer; RGB pixel by pixel.
+  std::optional<Detail::GreyRows> greyRows;
+  if (Grey == GreyOf) {
+    greyRows.emplace(data, t.byX.data(), t.byY.data(), width, rows.height, t.crosswise);
+  }
   const auto gather = [&](std::uint64_t y) -> const std::uint8_t* {
+    if (greyRows) return greyRows->Row(y);
     const std::uint8_t* row = data + t.byY[y];
-    if (greyGather) return greyGather->Row(row);
     const std::uint64_t* byX = t.byX.data();
     for (std::uint64_t x = 0; x < width; ++x) greys[x] = Grey(row + byX[x]);
     return greys.data();

@@ -130,6 +130,36 @@ class GreyGather {
   std::vector<std::uint8_t> buffer_;
 };
 
+// The greys of destination rows y = 0, 1, 2, ... in turn from a source of
+// one byte per pixel: pixel x of row y at source[byY[y] + byX[x]]. Rows of
+// an unturned picture go through GreyGather. After a quarter turn a row is
+// a source column, which byte by byte means one cache line per pixel; so
+// where 64 (or 8) rows come from as many neighbouring columns they are
+// gathered together, eight bytes of a source row at a time, and turned as
+// 8 x 8 blocks.
+class GreyRows {
+ public:
+  GreyRows(const std::uint8_t* source, const std::uint64_t* byX, const std::uint64_t* byY,
+           std::uint64_t width, std::uint64_t height, bool crosswise);
+
+  // Row y's greys, valid until the next call; rows are asked for in order.
+  const std::uint8_t* Row(std::uint64_t y);
+
+ private:
+  static constexpr std::uint64_t kBlockRows = 64;
+  void TurnRows(std::uint64_t y, std::uint64_t count);
+
+  const std::uint8_t* source_;
+  const std::uint64_t* byX_;
+  const std::uint64_t* byY_;
+  std::uint64_t width_, height_;
+  bool crosswise_;
+  GreyGather gather_;
+  std::vector<std::uint8_t> block_;  // up to kBlockRows turned rows, width_ bytes each
+  std::uint64_t blockStart_ = 0;
+  std::uint64_t blockRows_ = 0;
+};
+
 // The luminance the RGB halftoners use, in integer arithmetic (truncating).
 [[nodiscard]] inline std::uint8_t GreyOfRgb(const std::uint8_t* pixel) {
   return static_cast<std::uint8_t>((299U * pixel[0] + 587U * pixel[1] + 114U * pixel[2]) / 1000U);

@@ -47,6 +47,7 @@ class SourceOffsets {
     for (std::int32_t rotation = 0; rotation < 4; ++rotation) {
       if (p.mapping != RotationMapping(rotation)) continue;
       const bool crosswise = rotation % 2 == 1;  // quarter turns take sx from y, sy from x
+      crosswise_ = crosswise;
       const std::uint64_t width = PixelsPerRow(p);
       byX_.resize(width);
       byY_.resize(p.destinationHeight);
@@ -63,8 +64,9 @@ class SourceOffsets {
   }
 
   bool Separable() const { return separable_; }
+  bool Crosswise() const { return crosswise_; }
   const std::uint64_t* ByX() const { return byX_.data(); }
-  const std::uint8_t* RowStart(std::uint64_t y) const { return p_.source + byY_[y]; }
+  const std::uint64_t* ByY() const { return byY_.data(); }
 
   // Fills `greys` with row y's grey levels, grey(source bytes of a pixel).
   template <class Grey>
@@ -86,6 +88,7 @@ class SourceOffsets {
   const HalftoneParameters& p_;
   std::uint64_t bytesPerPixel_;
   bool separable_ = false;
+  bool crosswise_ = false;
   std::vector<std::uint64_t> byX_, byY_;
 };
 
@@ -96,9 +99,10 @@ std::uint64_t HalftoneMapped(const HalftoneParameters& p, const ThresholdScreen&
   const SourceOffsets offsets(p, bytesPerPixel);
   std::uint64_t pure = 0;
   if (bytesPerPixel == 1 && offsets.Separable()) {
-    Detail::GreyGather gather(offsets.ByX(), PixelsPerRow(p));
+    Detail::GreyRows rows(p.source, offsets.ByX(), offsets.ByY(), PixelsPerRow(p),
+                          p.destinationHeight, offsets.Crosswise());
     for (std::uint64_t y = 0; y < p.destinationHeight; ++y)
-      pure += ThresholdRowOf(p, screen, gather.Row(offsets.RowStart(y)), y);
+      pure += ThresholdRowOf(p, screen, rows.Row(y), y);
     return pure;
   }
   std::vector<std::uint8_t> greys(PixelsPerRow(p));

@@ -112,14 +112,21 @@ TEST_P(HalftonerEquivalence, MatchesThePerPixelRule) {
 
       // Mapped: a source of another size, grey and RGB with 3 or 4 bytes a pixel.
       const std::uint64_t w = 23, h = 29;
-      const Bytes source = RandomBytes(w * h * 4, random);
-      for (int mapping = 0; mapping < 5; ++mapping) {
-        p.mapping = mapping < 4 ? RotationMapping(mapping) : MirrorMapping;
-        p.mappingParameters = {w, h, pixels, height};
+      const Bytes source = RandomBytes(std::max(w * h, pixels * height) * 4, random);
+      // Mappings 0-3 scale; 5-8 are exact quarter and half turns of a source
+      // of the turned size, where neighbouring rows read neighbouring columns.
+      for (int mapping = 0; mapping < 9; ++mapping) {
+        p.mapping = mapping < 4 ? RotationMapping(mapping)
+                    : mapping == 4 ? MirrorMapping
+                                   : RotationMapping(mapping - 5);
+        const bool turned = mapping > 4 && mapping % 2 == 0;  // rotations 1 and 3
+        const std::uint64_t sw = mapping < 5 ? w : turned ? height : pixels;
+        const std::uint64_t sh = mapping < 5 ? h : turned ? pixels : height;
+        p.mappingParameters = {sw, sh, pixels, height};
         p.source = source.data();
         for (std::uint64_t bytesPerPixel : {1U, 3U, 4U}) {
           p.sourceBytesPerPixel = bytesPerPixel;
-          p.sourceBytesPerRow = w * bytesPerPixel;
+          p.sourceBytesPerRow = sw * bytesPerPixel;
           const auto greyAt = [&](std::uint64_t x, std::uint64_t y) -> unsigned {
             const SourcePoint at = p.mapping(p.mappingParameters, x, y);
             const unsigned char* px = &source[at.y * p.sourceBytesPerRow + at.x * bytesPerPixel];
@@ -185,6 +192,36 @@ TEST_P(BitmapFromImageEquivalence, MatchesThePerPixelRule) {
           EXPECT_EQ(pure, method == 0 ? patternPure : e.pure);
         }
       }
+    }
+  }
+}
+
+// Quarter turns of a picture exactly the turned size, where eight rows at a
+// time come from eight neighbouring source columns.
+TEST_P(BitmapFromImageEquivalence, ExactQuarterTurns) {
+  const std::uint64_t width = GetParam();
+  const std::uint64_t height = width % 13 + 9;
+  std::mt19937 random(static_cast<unsigned>(width) + 200);
+  const Bytes data = RandomBytes(height * width, random);
+  const Image source(8, 1, height, width, data);  // turned: W = h, H = w
+  for (std::int32_t rotation : {1, 3}) {
+    for (std::int32_t method : {2, 4, 5}) {
+      std::uint64_t pure = 0;
+      const Bitmap dots =
+          BitmapFromImage(source, {0, 0, width, height}, 10.0, rotation, method, 3, &pure);
+      const SourceMapping map = RotationMapping(rotation);
+      const MappingParameters mp{height, width, width, height};
+      const auto greyAt = [&](std::uint64_t x, std::uint64_t y) -> unsigned {
+        const SourcePoint at = map(mp, x, y);
+        return data[at.y * height + at.x];
+      };
+      const auto dot = [&](std::uint64_t x, std::uint64_t y, unsigned grey) {
+        if (method == 5) return grey < FixedThreshold(3);
+        return grey < (method == 2 ? FirstScreen() : ThirtyTwoScreen()).At(x, y);
+      };
+      const Expected e = PerPixel(dots.BytesPerRow(), height, (8 - width % 8) % 8, greyAt, dot);
+      EXPECT_EQ(dots.Data(), e.rows) << "rotation " << rotation << " method " << method;
+      EXPECT_EQ(pure, e.pure);
     }
   }
 }
