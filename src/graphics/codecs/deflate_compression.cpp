@@ -137,11 +137,11 @@ std::uint32_t ReadExtra(DeflateStreamBitReader& reader, std::uint32_t count, con
 
 // One table lookup: the first level, and the second when it points there.
 // `bits` holds at least the table's longest code.
-inline std::uint64_t Lookup(const std::uint64_t* entries, std::uint64_t bits,
-                            std::uint64_t mainMask, std::uint32_t mainBits) {
-  std::uint64_t entry = entries[bits & mainMask];
+inline HuffmanTable::Entry Lookup(const HuffmanTable::Entry* entries, std::uint64_t bits,
+                                  std::uint64_t mainMask, std::uint32_t mainBits) {
+  HuffmanTable::Entry entry = entries[bits & mainMask];
   if (entry & HuffmanTable::kPointer) {
-    const std::uint64_t subMask = (std::uint64_t{1} << HuffmanTable::ExtraBits(entry)) - 1;
+    const std::uint64_t subMask = (std::uint64_t{1} << HuffmanTable::PointerBits(entry)) - 1;
     entry = entries[HuffmanTable::PointerStart(entry) + ((bits >> mainBits) & subMask)];
   }
   return entry;
@@ -166,8 +166,8 @@ inline std::uint64_t Lookup(const std::uint64_t* entries, std::uint64_t bits,
   unsigned char* out = buffer.Next();
   unsigned char* const outLimit = buffer.Limit();
   const unsigned char* const windowStart = buffer.Begin();
-  const std::uint64_t* const literalEntries = literals.Entries();
-  const std::uint64_t* const distanceEntries = distances.Entries();
+  const Table::Entry* const literalEntries = literals.Entries();
+  const Table::Entry* const distanceEntries = distances.Entries();
   // Both tables are built with these first-level widths (LiteralTable,
   // DistanceTable), which as constants leave the loop its registers.
   constexpr std::uint32_t literalBits = kLiteralLookupBits;
@@ -193,7 +193,7 @@ inline std::uint64_t Lookup(const std::uint64_t* entries, std::uint64_t bits,
   refill();
   // The next code's entry is looked up as soon as its bits are in, so that
   // the lookup overlaps the work on the current one.
-  std::uint64_t entry = literalEntries[bits & literalMask];
+  Table::Entry entry = literalEntries[bits & literalMask];
   for (;;) {
     // Literals first, straight from the first level: a pointer to a second
     // level never has the literal flag.
@@ -238,7 +238,8 @@ inline std::uint64_t Lookup(const std::uint64_t* entries, std::uint64_t bits,
                                                          ((1u << ((entry >> 12) & 0xF)) - 1));
     std::uint64_t pairBits = bits >> Table::TotalBits(entry);
     std::uint32_t used = Table::TotalBits(entry);
-    const std::uint64_t distanceEntry = Lookup(distanceEntries, pairBits, distanceMask, distanceBits);
+    const Table::Entry distanceEntry =
+        Lookup(distanceEntries, pairBits, distanceMask, distanceBits);
     if (!(distanceEntry & Table::kBase)) break;
     const std::uint32_t distance =
         Table::Value(distanceEntry) +

@@ -31,7 +31,8 @@ constexpr std::array<std::uint16_t, std::size_t{1} << kWidestLookup> kReversed =
 }  // namespace
 
 HuffmanTable::HuffmanTable(const std::vector<std::uint8_t>& lengths, Alphabet alphabet,
-                           std::uint32_t lookupBits) {
+                           std::uint32_t lookupBits)
+    : alphabet_(alphabet) {
   for (auto length : lengths) maxLength_ = std::max<std::uint32_t>(maxLength_, length);
   // Slots 0 to 2^(L+1) - 3 belong to codes of 1 to L bits.
   const std::uint64_t slotCount = (std::uint64_t{2} << maxLength_) - 2;
@@ -91,7 +92,7 @@ HuffmanTable::HuffmanTable(const std::vector<std::uint8_t>& lengths, Alphabet al
   }
   if (firstDuplicate < firstError) throw DecompressionException("Duplicate code!");
   if (firstError < symbols) throw DecompressionException("Code too large for this table");
-  BuildLookup(alphabet, lookupBits);
+  BuildLookup(lookupBits);
 }
 
 std::int32_t HuffmanTable::SymbolAt(std::uint32_t slot) const {
@@ -115,40 +116,46 @@ constexpr std::uint16_t kDistanceBase[] = {
 constexpr std::uint8_t kDistanceExtra[] = {0, 0, 0, 0, 1, 1, 2, 2,  3,  3,  4,  4,  5,  5,  6,
                                            6, 7, 7, 8, 8, 9, 9, 10, 10, 11, 11, 12, 12, 13, 13};
 
-// A length or distance code: the bits it takes with its extra bits, then the
-// code's own length and the extra bits' count, the base, the symbol.
-std::uint64_t BaseEntry(std::uint32_t symbol, std::uint32_t length, std::uint32_t base,
-                        std::uint32_t extra) {
-  return std::uint64_t{symbol} << 40 | std::uint64_t{base} << 24 | HuffmanTable::kBase |
-         std::uint64_t{extra} << 12 | std::uint64_t{length} << 8 | (length + extra);
+// A length or distance code: the bits it takes with its extra bits, the
+// code's own length and the extra bits' count, the base.
+HuffmanTable::Entry BaseEntry(std::uint32_t length, std::uint32_t base, std::uint32_t extra) {
+  return base << 16 | extra << 12 | length << 8 | HuffmanTable::kBase | (length + extra);
 }
 
 // The entry for `symbol` with a code of `length` bits, what it stands for
 // decoded by the alphabet's rules.
-std::uint64_t EntryFor(HuffmanTable::Alphabet alphabet, std::uint32_t symbol,
-                       std::uint32_t length) {
+HuffmanTable::Entry EntryFor(HuffmanTable::Alphabet alphabet, std::uint32_t symbol,
+                             std::uint32_t length) {
   using Table = HuffmanTable;
-  std::uint64_t entry = std::uint64_t{symbol} << 40 | length;
-  switch (alphabet) {
-    case Table::Alphabet::kLiteralLength:
-      if (symbol < 256) return entry | Table::kLiteral | std::uint64_t{symbol} << 8;
-      if (symbol >= 257 && symbol <= 285) return BaseEntry(symbol, length, kLengthBase[symbol - 257], kLengthExtra[symbol - 257]);
-      return entry | Table::kExit;
-    case Table::Alphabet::kDistance:
-      if (symbol <= 29) return BaseEntry(symbol, length, kDistanceBase[symbol], kDistanceExtra[symbol]);
-      return entry | Table::kExit;
-    default:
-      return entry | Table::kExit;
+  if (alphabet == Table::Alphabet::kLiteralLength) {
+    if (symbol < 256) return symbol << 8 | Table::kLiteral | length;
+    if (symbol >= 257 && symbol <= 285)
+      return BaseEntry(length, kLengthBase[symbol - 257], kLengthExtra[symbol - 257]);
+  } else if (alphabet == Table::Alphabet::kDistance && symbol <= 29) {
+    return BaseEntry(length, kDistanceBase[symbol], kDistanceExtra[symbol]);
   }
+  return symbol << 16 | length;
 }
 
 }  // namespace
+
+std::uint32_t HuffmanTable::SymbolOf(Entry entry) const {
+  if (entry & kLiteral) return LiteralByte(entry);
+  if (!(entry & kBase)) return Value(entry);
+  // The bases of an alphabet all differ, so each names its symbol.
+  if (alphabet_ == Alphabet::kLiteralLength) {
+    const auto* found = std::find(std::begin(kLengthBase), std::end(kLengthBase), Value(entry));
+    return 257 + static_cast<std::uint32_t>(found - std::begin(kLengthBase));
+  }
+  const auto* found = std::find(std::begin(kDistanceBase), std::end(kDistanceBase), Value(entry));
+  return static_cast<std::uint32_t>(found - std::begin(kDistanceBase));
+}
 
 std::uint32_t HuffmanTable::ReversedMain(std::uint32_t bits) const {
   return kReversed[bits] >> (kWidestLookup - mainBits_);
 }
 
-void HuffmanTable::BuildLookup(Alphabet alphabet, std::uint32_t lookupBits) {
+void HuffmanTable::BuildLookup(std::uint32_t lookupBits) {
   // Deflate's codes have at most 15 bits; anything longer is left to the
   // bit-by-bit path rather than given second-level tables of its size.
   // The first level is always `lookupBits` wide, whatever the longest code,
@@ -170,7 +177,7 @@ void HuffmanTable::BuildLookup(Alphabet alphabet, std::uint32_t lookupBits) {
     if (length > deepest) continue;
     // The code's bits in the order they arrive, first bit lowest.
     const std::uint32_t reversed = Reverse(code, length);
-    const std::uint64_t entry = EntryFor(alphabet, symbol, length);
+    const Entry entry = EntryFor(alphabet_, symbol, length);
     if (length <= mainBits_) {
       for (std::uint32_t bits = reversed; bits < (1u << mainBits_); bits += 1u << length)
         entries_[bits] = entry;
@@ -180,8 +187,7 @@ void HuffmanTable::BuildLookup(Alphabet alphabet, std::uint32_t lookupBits) {
     if (!(entries_[main] & kPointer)) {
       const std::size_t start = entries_.size();
       entries_.resize(start + (std::size_t{1} << subBits_), 0);
-      entries_[main] = kPointer | std::uint64_t{subBits_} << 8 | mainBits_ |
-                       static_cast<std::uint64_t>(start) << 24;
+      entries_[main] = static_cast<Entry>(start) << 16 | subBits_ << 8 | kPointer | mainBits_;
     }
     const std::size_t start = PointerStart(entries_[main]);
     const std::uint32_t rest = reversed >> mainBits_;

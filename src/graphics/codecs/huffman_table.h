@@ -36,13 +36,13 @@ class HuffmanTable {
   std::uint32_t Decode(DeflateStreamBitReader& reader) const {
     if (reader.Available() >= mainBits_) {
       const std::uint32_t main = reader.Peek(mainBits_);
-      std::uint64_t entry = entries_[main];
+      Entry entry = entries_[main];
       if ((entry & kPointer) && reader.Available() >= mainBits_ + subBits_) {
         entry = entries_[PointerStart(entry) + (reader.Peek(mainBits_ + subBits_) >> mainBits_)];
       }
       if (CodeLength(entry) != 0 && !(entry & kPointer)) {
         reader.Consume(CodeLength(entry));
-        return Symbol(entry);
+        return SymbolOf(entry);
       }
       // No code of up to mainBits_ bits starts so: on bit by bit from there.
       reader.Consume(mainBits_);
@@ -56,43 +56,41 @@ class HuffmanTable {
   // The lookup, for decoding loops of their own. Indexed by the next
   // MainBits() input bits as they arrive (first bit lowest); an entry with
   // kPointer set sends the next SubBits() bits to a second-level table at
-  // PointerStart(). A resolved entry holds the code's length in bits
-  // (CodeLength(); 0 means no code starts so), and:
-  //   kLiteral: a literal byte, LiteralByte();
-  //   kBase: a length or distance code, Value() its base and ExtraBits()
-  //   the number of extra bits that follow the code, TotalBits() both;
-  //   kExit: a symbol that only the exact path handles (end of block, or a
-  //   symbol the format does not define).
-  static constexpr std::uint64_t kLiteral = 1u << 16;
-  static constexpr std::uint64_t kBase = 1u << 17;
-  static constexpr std::uint64_t kExit = 1u << 18;
-  static constexpr std::uint64_t kPointer = 1u << 19;
-  static std::uint32_t CodeLength(std::uint64_t entry) {
-    return entry & kBase ? (entry >> 8) & 0xF : entry & 0xFF;
+  // PointerStart(). Otherwise the entry is 0 where no code starts so, and
+  // else holds in its low five bits the bits a decoding loop consumes for it:
+  //   kLiteral: the code's length, and the literal byte, LiteralByte();
+  //   kBase (a length or distance code): the code's length and its extra
+  //   bits together, TotalBits(); CodeLength() and ExtraBits() apart, and
+  //   the base, Value();
+  //   neither: a symbol only the exact path handles (end of block, or one
+  //   the format does not define), the code's length, and the symbol.
+  // Four bytes an entry keep the literal/length table at 8 KiB.
+  using Entry = std::uint32_t;
+  static constexpr Entry kBase = 1u << 5;
+  static constexpr Entry kPointer = 1u << 6;
+  static constexpr Entry kLiteral = 1u << 7;
+  // A literal's code length as a shift count: bit 5 (kBase) is 0 in it.
+  static std::uint32_t Shift(Entry entry) { return entry & 63; }
+  static std::uint32_t TotalBits(Entry entry) { return entry & 31; }
+  static unsigned char LiteralByte(Entry entry) { return static_cast<unsigned char>(entry >> 8); }
+  static std::uint32_t CodeLength(Entry entry) {
+    return entry & kBase ? (entry >> 8) & 0xF : entry & 31;
   }
-  static std::uint32_t ExtraBits(std::uint64_t entry) {
-    return entry & kBase ? (entry >> 12) & 0xF : (entry >> 8) & 0xFF;
-  }
-  // kBase entries: the code's length and its extra bits together, the bits
-  // a decoding loop consumes for the entry at once.
-  static std::uint32_t TotalBits(std::uint64_t entry) { return entry & 63; }
-  static std::uint32_t Value(std::uint64_t entry) { return (entry >> 24) & 0xFFFF; }
-  static unsigned char LiteralByte(std::uint64_t entry) {
-    return static_cast<unsigned char>(entry >> 8);
-  }
-  // The code length as a shift count: the length field's upper bits are 0.
-  static std::uint32_t Shift(std::uint64_t entry) { return entry & 63; }
-  static std::uint32_t PointerStart(std::uint64_t entry) { return Value(entry); }
-  static std::uint32_t Symbol(std::uint64_t entry) { return (entry >> 40) & 0x1FF; }
+  static std::uint32_t ExtraBits(Entry entry) { return (entry >> 12) & 0xF; }
+  static std::uint32_t Value(Entry entry) { return entry >> 16; }
+  static std::uint32_t PointerStart(Entry entry) { return entry >> 16; }
+  static std::uint32_t PointerBits(Entry entry) { return (entry >> 8) & 0xF; }
   std::uint32_t MainBits() const { return mainBits_; }
   std::uint32_t SubBits() const { return subBits_; }
-  const std::uint64_t* Entries() const { return entries_.data(); }
+  const Entry* Entries() const { return entries_.data(); }
 
  private:
   // Goes on bit by bit from a code of `length` bits, one slot per length step.
   std::uint32_t DecodeSlow(DeflateStreamBitReader& reader, std::uint32_t code,
                            std::uint32_t length) const;
-  void BuildLookup(Alphabet alphabet, std::uint32_t lookupBits);
+  void BuildLookup(std::uint32_t lookupBits);
+  // The symbol a resolved entry stands for.
+  std::uint32_t SymbolOf(Entry entry) const;
   std::uint32_t ReversedMain(std::uint32_t bits) const;
 
   struct Record {
@@ -110,7 +108,8 @@ class HuffmanTable {
   std::array<Record, kMaxSymbols> records_{};
   std::uint32_t mainBits_ = 0;
   std::uint32_t subBits_ = 0;
-  std::vector<std::uint64_t> entries_;  // the first level, then the second-level tables
+  Alphabet alphabet_;
+  std::vector<Entry> entries_;  // the first level, then the second-level tables
 };
 
 }  // namespace Ashgrove
