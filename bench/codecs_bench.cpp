@@ -17,9 +17,9 @@
 #include <string>
 #include <vector>
 
-#include "graphics/codecs/sample_data.h"
 #include "graphics/codecs/deflate_compression.h"
 #include "graphics/codecs/lzw_compression.h"
+#include "graphics/codecs/sample_data.h"
 #include "graphics/codecs/vector_codec.h"
 #include "graphics/image.h"
 #include "graphics/tiff_reader.h"
@@ -158,8 +158,8 @@ std::size_t LibtiffReadAll(const std::string& path) {
   if (tiff == nullptr) return 0;
   const tstrip_t strips = TIFFNumberOfStrips(tiff);
   const tmsize_t stripSize = TIFFStripSize(tiff);
-  auto out = std::make_unique_for_overwrite<unsigned char[]>(
-      static_cast<std::size_t>(stripSize) * strips);
+  auto out =
+      std::make_unique_for_overwrite<unsigned char[]>(static_cast<std::size_t>(stripSize) * strips);
   tmsize_t used = 0;
   for (tstrip_t s = 0; s < strips; ++s) {
     const tmsize_t got = TIFFReadEncodedStrip(tiff, s, out.get() + used, stripSize);

@@ -59,8 +59,8 @@ bool Wanted(const std::string& work) {
 // ---- the table ---------------------------------------------------------------
 
 void PrintHeader() {
-  std::printf("%-44s %-22s %11s %11s %6s %13s %6s\n", "work", "case", "ours", "reference",
-              "ratio", "(low-high)", "goal");
+  std::printf("%-44s %-22s %11s %11s %6s %13s %6s\n", "work", "case", "ours", "reference", "ratio",
+              "(low-high)", "goal");
 }
 
 std::string Time(double seconds) {
@@ -145,9 +145,10 @@ void WriteTiff(const std::string& path, const Picture& p, Kind kind, std::uint32
   TIFFSetField(tiff, TIFFTAG_SAMPLESPERPIXEL, 1);
   TIFFSetField(tiff, TIFFTAG_ROWSPERSTRIP, rowsPerStrip);
   TIFFSetField(tiff, TIFFTAG_PHOTOMETRIC, PHOTOMETRIC_MINISBLACK);
-  TIFFSetField(tiff, TIFFTAG_COMPRESSION, kind == Kind::kNone  ? COMPRESSION_NONE
-                                         : kind == Kind::kLzw ? COMPRESSION_LZW
-                                                              : COMPRESSION_ADOBE_DEFLATE);
+  TIFFSetField(tiff, TIFFTAG_COMPRESSION,
+               kind == Kind::kNone  ? COMPRESSION_NONE
+               : kind == Kind::kLzw ? COMPRESSION_LZW
+                                    : COMPRESSION_ADOBE_DEFLATE);
   TIFFSetField(tiff, TIFFTAG_XRESOLUTION, 203.0);
   TIFFSetField(tiff, TIFFTAG_YRESOLUTION, 203.0);
   TIFFSetField(tiff, TIFFTAG_RESOLUTIONUNIT, RESUNIT_INCH);
@@ -181,8 +182,8 @@ std::size_t ReadLibtiff(const std::string& path) {
   if (tiff == nullptr) return 0;
   const tstrip_t strips = TIFFNumberOfStrips(tiff);
   const tmsize_t stripSize = TIFFStripSize(tiff);
-  auto out = std::make_unique_for_overwrite<unsigned char[]>(
-      static_cast<std::size_t>(stripSize) * strips);
+  auto out =
+      std::make_unique_for_overwrite<unsigned char[]>(static_cast<std::size_t>(stripSize) * strips);
   tmsize_t used = 0;
   for (tstrip_t s = 0; s < strips; ++s) {
     const tmsize_t got = TIFFReadEncodedStrip(tiff, s, out.get() + used, stripSize);
@@ -237,7 +238,8 @@ void TiffRead(const std::string& work, const Picture& p, Kind kind, std::uint32_
     std::printf("%s: a reader lost bytes\n", work.c_str());
     return;
   }
-  Pair(work, p.name, [&] { ReadOurs(ours); }, [&] { ReadLibtiff(theirs); }, goal);
+  Pair(
+      work, p.name, [&] { ReadOurs(ours); }, [&] { ReadLibtiff(theirs); }, goal);
 }
 
 // The cost one more strip adds: a picture of 8-byte rows read in 7000
@@ -248,11 +250,10 @@ void StripCost(const char* detail, Kind kind) {
   const std::string oursMany = File(p, kind, 1), oursOne = File(p, kind, p.height);
   const std::string theirsMany = File(p, LibtiffKind(kind), 1);
   const std::string theirsOne = File(p, LibtiffKind(kind), p.height);
-  const Timings many = Vellum::Bench::TimePair([&] { ReadOurs(oursMany); },
-                                               [&] { ReadLibtiff(theirsMany); }, kRepetitions,
-                                               kSlice);
-  const Timings one = Vellum::Bench::TimePair([&] { ReadOurs(oursOne); },
-                                              [&] { ReadLibtiff(theirsOne); }, kRepetitions, kSlice);
+  const Timings many = Vellum::Bench::TimePair(
+      [&] { ReadOurs(oursMany); }, [&] { ReadLibtiff(theirsMany); }, kRepetitions, kSlice);
+  const Timings one = Vellum::Bench::TimePair(
+      [&] { ReadOurs(oursOne); }, [&] { ReadLibtiff(theirsOne); }, kRepetitions, kSlice);
   Timings cost;
   const double extra = p.height - 1;
   for (std::size_t i = 0; i < many.ours.size(); ++i) {
@@ -395,9 +396,7 @@ void LzwDecode(const std::string& work, const Picture& p, double goal) {
         ours.clear();
         codec.DecompressBytes(strip.data(), strip.size(), ours);
       },
-      [&] {
-        TIFFReadEncodedStrip(tiff, 0, theirs.data(), static_cast<tmsize_t>(theirs.size()));
-      },
+      [&] { TIFFReadEncodedStrip(tiff, 0, theirs.data(), static_cast<tmsize_t>(theirs.size())); },
       goal);
   TIFFClose(tiff);
 }
@@ -427,14 +426,13 @@ const Brindle::Image& GreyPicture() {
 std::function<void()> Floor(Bytes& out) {
   out.assign(kGreyWidth / 8 * kGreyHeight, 0);
   return [&out] {
-    Vellum::Bench::ThresholdFloor(GreyPicture().Data().data(), kGreyWidth, kGreyHeight,
-                                  out.data());
+    Vellum::Bench::ThresholdFloor(GreyPicture().Data().data(), kGreyWidth, kGreyHeight, out.data());
   };
 }
 
 void Halftoner(const std::string& work, const char* name,
-               std::uint64_t (*halftone)(const Brindle::HalftoneParameters&),
-               std::int32_t rotation, double goal) {
+               std::uint64_t (*halftone)(const Brindle::HalftoneParameters&), std::int32_t rotation,
+               double goal) {
   Bytes floorOut, out(kGreyWidth / 8 * kGreyHeight);
   Brindle::HalftoneParameters p;
   p.source = GreyPicture().Data().data();
@@ -450,7 +448,8 @@ void Halftoner(const std::string& work, const char* name,
     p.destinationHeight = kGreyWidth;
     p.mappingParameters = {kGreyWidth, kGreyHeight, kGreyHeight, kGreyWidth};
   }
-  Pair(work, name, [&] { halftone(p); }, Floor(floorOut), goal);
+  Pair(
+      work, name, [&] { halftone(p); }, Floor(floorOut), goal);
 }
 
 // At 24 dots/mm the picture lands on 2001 x 3000 dots, so every pixel goes
@@ -459,9 +458,9 @@ void FromImage(const std::string& work, const char* name, std::int32_t rotation,
                std::int32_t method, double goal) {
   Bytes floorOut;
   const auto floor = Floor(floorOut);
-  const Brindle::LabelRectangle rectangle =
-      rotation % 2 == 0 ? Brindle::LabelRectangle{0, 0, 834, 1250}
-                        : Brindle::LabelRectangle{0, 0, 1250, 834};
+  const Brindle::LabelRectangle rectangle = rotation % 2 == 0
+                                                ? Brindle::LabelRectangle{0, 0, 834, 1250}
+                                                : Brindle::LabelRectangle{0, 0, 1250, 834};
   const double ourPixels = 2001.0 * 3000.0;
   const double floorPixels = static_cast<double>(kGreyWidth * kGreyHeight);
   Timings t = Vellum::Bench::TimePair(
@@ -542,8 +541,8 @@ void TopixDecode(const std::string& work, double goal) {
       work, "832 x 2400 label",
       [&] {
         // The height as a caller who knows its graphic gives it.
-        const Brindle::Bitmap decoded = Brindle::BitmapFromData(
-            lines, bitmap.Width(), bitmap.Height(), Brindle::kTOPIXFormat);
+        const Brindle::Bitmap decoded =
+            Brindle::BitmapFromData(lines, bitmap.Width(), bitmap.Height(), Brindle::kTOPIXFormat);
         if (decoded.Height() != bitmap.Height()) std::abort();
       },
       [&] { XorPass(bitmap); }, goal);

@@ -8,6 +8,7 @@
 
 #include "graphics/dot_rows.h"
 #include "graphics/exception.h"
+#include "graphics/grey_rows.h"
 #include "graphics/screens.h"
 #include "graphics/tone_curves.h"
 
@@ -152,9 +153,8 @@ const ThresholdScreen* ScreenOf(std::int32_t method) {
 // Detail::GreyOfRgb), by the method's rule. Each row's greys are gathered
 // through the tables first, and the rule then runs over that plain row.
 template <std::uint8_t (*Grey)(const std::uint8_t*)>
-std::uint64_t DitherRows(const Detail::DotRows& rows, std::uint64_t width,
-                         const std::uint8_t* data, const SampleTables& t, std::int32_t method,
-                         std::uint32_t curve) {
+std::uint64_t DitherRows(const Detail::DotRows& rows, std::uint64_t width, const std::uint8_t* data,
+                         const SampleTables& t, std::int32_t method, std::uint32_t curve) {
   std::vector<std::uint8_t> greys(width);
   // One byte per pixel goes through the row gatherer; RGB pixel by pixel.
   std::optional<Detail::GreyRows> greyRows;
@@ -171,9 +171,9 @@ std::uint64_t DitherRows(const Detail::DotRows& rows, std::uint64_t width,
   const auto threshold = [&](auto&& thresholdsOf, std::uint64_t period) {
     std::uint64_t pure = 0;
     for (std::uint64_t y = 0; y < rows.height; ++y) {
-      pure += Detail::ThresholdRow(gather(y), thresholdsOf(y), period,
-                                   rows.data + y * rows.bytesPerRow, rows.bytesPerRow,
-                                   rows.paddingBits);
+      pure +=
+          Detail::ThresholdRow(gather(y), thresholdsOf(y), period, rows.data + y * rows.bytesPerRow,
+                               rows.bytesPerRow, rows.paddingBits);
     }
     return pure;
   };

@@ -6,6 +6,7 @@
 #include "graphics/bitmap_from_image.h"
 #include "graphics/dot_rows.h"
 #include "graphics/exception.h"
+#include "graphics/grey_rows.h"
 #include "graphics/screens.h"
 
 namespace Brindle {

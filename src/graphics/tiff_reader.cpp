@@ -256,8 +256,8 @@ class StripBytes {
       if (!Inside(i) || info.stripByteCounts[i] == 0) continue;
       stored_ += info.stripByteCounts[i];
       first = std::min<std::uint64_t>(first, info.stripOffsets[i]);
-      last = std::max<std::uint64_t>(last, std::uint64_t{info.stripOffsets[i]} +
-                                               info.stripByteCounts[i]);
+      last = std::max<std::uint64_t>(last,
+                                     std::uint64_t{info.stripOffsets[i]} + info.stripByteCounts[i]);
     }
     if (last <= first) return;
     start_ = first;
@@ -296,7 +296,8 @@ class StripBytes {
 // with one codec (and its work buffers) for the whole file.
 class StripDecoder {
  public:
-  explicit StripDecoder(const TIFFFileInfo& info) : info_(info), rowLength_(Brindle::RowLength(info)) {}
+  explicit StripDecoder(const TIFFFileInfo& info)
+      : info_(info), rowLength_(Brindle::RowLength(info)) {}
 
   // Appends strip `bytes` decoded to `data`: decompressed, predictor undone
   // and checked to hold whole rows.
@@ -479,8 +480,7 @@ std::vector<unsigned char> ReadStripDataFromTIFFFormat(std::istream& input,
   std::uint64_t room = stored.Stored();
   if (decode && info.compression != 1) {
     // Room for the whole image, but never more than the file could expand to.
-    room = std::min(decoder->RowLength() * std::uint64_t{info.height},
-                    stored.StreamBytes() * 1032);
+    room = std::min(decoder->RowLength() * std::uint64_t{info.height}, stored.StreamBytes() * 1032);
     // Deflate decodes in place with a little room ahead of its output.
     if (info.compression == 8) room += Ashgrove::DeflateCompression::kOutputSlack;
   }

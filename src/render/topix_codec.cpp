@@ -58,7 +58,8 @@ constexpr std::array<MapPlaces, 256> kMapPlaces = [] {
   std::array<MapPlaces, 256> table{};
   for (unsigned map = 0; map < 256; ++map) {
     for (unsigned p = 0; p < 8; ++p) {
-      if (map & (0x80u >> p)) table[map].position[table[map].count++] = static_cast<std::uint8_t>(p);
+      if (map & (0x80u >> p))
+        table[map].position[table[map].count++] = static_cast<std::uint8_t>(p);
     }
   }
   return table;

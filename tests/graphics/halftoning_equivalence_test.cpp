@@ -34,8 +34,8 @@ struct Expected {
 // The rule pixel by pixel: `dot(x, y, grey)` for each destination pixel whose
 // grey `greyAt(x, y)` gives.
 template <class GreyAt, class Dot>
-Expected PerPixel(std::uint64_t bytesPerRow, std::uint64_t height, unsigned padding,
-                  GreyAt greyAt, Dot dot) {
+Expected PerPixel(std::uint64_t bytesPerRow, std::uint64_t height, unsigned padding, GreyAt greyAt,
+                  Dot dot) {
   Expected e;
   e.rows.assign(bytesPerRow * height, 0);
   for (std::uint64_t y = 0; y < height; ++y) {
@@ -64,8 +64,7 @@ const ScreenCase kScreens[] = {
      HalftoneMappedRgbFirstScreen},
     {SecondScreen, HalftoneGreySecondScreen, HalftoneMappedGreySecondScreen,
      HalftoneMappedRgbSecondScreen},
-    {ThirtyTwoScreen, HalftoneGrey32Screen, HalftoneMappedGrey32Screen,
-     HalftoneMappedRgb32Screen},
+    {ThirtyTwoScreen, HalftoneGrey32Screen, HalftoneMappedGrey32Screen, HalftoneMappedRgb32Screen},
 };
 
 // Mirrors left to right and shifts down by a row: not one of the rotation
@@ -103,10 +102,9 @@ TEST_P(HalftonerEquivalence, MatchesThePerPixelRule) {
       p.destinationHeight = height;
       p.paddingBits = padding;
       const std::uint64_t pure = s.grey(p);
-      const Expected plain = PerPixel(bytesPerRow, height, padding,
-                                      [&](std::uint64_t x, std::uint64_t y) {
-                                        return grey[y * pixels + x];
-                                      }, dot);
+      const Expected plain = PerPixel(
+          bytesPerRow, height, padding,
+          [&](std::uint64_t x, std::uint64_t y) { return grey[y * pixels + x]; }, dot);
       EXPECT_EQ(out, plain.rows) << "width " << width << " padding " << padding;
       EXPECT_EQ(pure, plain.pure);
 
@@ -116,7 +114,7 @@ TEST_P(HalftonerEquivalence, MatchesThePerPixelRule) {
       // Mappings 0-3 scale; 5-8 are exact quarter and half turns of a source
       // of the turned size, where neighbouring rows read neighbouring columns.
       for (int mapping = 0; mapping < 9; ++mapping) {
-        p.mapping = mapping < 4 ? RotationMapping(mapping)
+        p.mapping = mapping < 4    ? RotationMapping(mapping)
                     : mapping == 4 ? MirrorMapping
                                    : RotationMapping(mapping - 5);
         const bool turned = mapping > 4 && mapping % 2 == 0;  // rotations 1 and 3
@@ -135,8 +133,8 @@ TEST_P(HalftonerEquivalence, MatchesThePerPixelRule) {
           std::fill(out.begin(), out.end(), 0xA5);
           const std::uint64_t mappedPure = bytesPerPixel == 1 ? s.mappedGrey(p) : s.mappedRgb(p);
           const Expected mapped = PerPixel(bytesPerRow, height, padding, greyAt, dot);
-          EXPECT_EQ(out, mapped.rows) << "width " << width << " padding " << padding
-                                      << " mapping " << mapping << " bytes " << bytesPerPixel;
+          EXPECT_EQ(out, mapped.rows) << "width " << width << " padding " << padding << " mapping "
+                                      << mapping << " bytes " << bytesPerPixel;
           EXPECT_EQ(mappedPure, mapped.pure);
         }
       }

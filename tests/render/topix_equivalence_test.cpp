@@ -80,8 +80,7 @@ std::string PlainDecode(const Bytes& data, std::uint64_t width, Bytes& rows) {
   return "";
 }
 
-std::string FastDecode(const Bytes& data, std::uint64_t width, std::uint64_t height,
-                       Bytes& rows) {
+std::string FastDecode(const Bytes& data, std::uint64_t width, std::uint64_t height, Bytes& rows) {
   try {
     rows = BitmapFromData(data, width, height, kTOPIXFormat).Data();
   } catch (const std::out_of_range& e) {
@@ -107,7 +106,9 @@ Bitmap RandomBitmap(std::uint64_t width, std::uint64_t height, std::mt19937& ran
     if (y > 0) std::copy_n(row - length, length, row);
     const unsigned kind = random() % 4;
     for (std::size_t i = 0; i < length; ++i) {
-      const bool change = kind == 1 ? random() % 16 == 0 : kind == 2 ? random() % 2 == 0 : kind == 3;
+      const bool change = kind == 1   ? random() % 16 == 0
+                          : kind == 2 ? random() % 2 == 0
+                                      : kind == 3;
       if (change) row[i] = static_cast<unsigned char>(random());
     }
     if (width % 8 != 0) row[length - 1] &= static_cast<unsigned char>(0xFF << (8 - width % 8));
@@ -159,8 +160,8 @@ TEST_P(TOPIXEquivalence, DamagedLinesFailAlike) {
 }
 
 INSTANTIATE_TEST_SUITE_P(Widths, TOPIXEquivalence,
-                         testing::Values(1, 7, 8, 63, 64, 65, 100, 511, 512, 513, 832, 1000,
-                                         4095, 4096));
+                         testing::Values(1, 7, 8, 63, 64, 65, 100, 511, 512, 513, 832, 1000, 4095,
+                                         4096));
 
 }  // namespace
 }  // namespace Brindle

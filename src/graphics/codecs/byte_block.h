@@ -24,7 +24,7 @@ namespace Ashgrove {
 inline void PopulatePages(void* bytes, std::size_t size) {
 #if defined(__linux__)
   constexpr std::size_t kWorthIt = std::size_t{1} << 17;  // below this malloc reuses its heap
-  constexpr int kPopulateWrite = 23;                     // MADV_POPULATE_WRITE, Linux 5.14
+  constexpr int kPopulateWrite = 23;                      // MADV_POPULATE_WRITE, Linux 5.14
   if (bytes == nullptr || size < kWorthIt) return;
   static const auto page = static_cast<std::uintptr_t>(sysconf(_SC_PAGESIZE));
   const auto begin = (reinterpret_cast<std::uintptr_t>(bytes) + page - 1) & ~(page - 1);

@@ -115,11 +115,11 @@ class RollingOutputBuffer {
   ByteSink output_;
   ByteBlock owned_;
   std::vector<unsigned char>* direct_ = nullptr;  // the vector written in place, if so
-  std::size_t base_ = 0;      // where this output starts in it
-  unsigned char* buffer_;     // the first byte of this output's storage
-  std::size_t end_;           // bytes usable from buffer_
-  std::size_t position_ = 0;  // where the next byte goes
-  std::size_t flushed_ = 0;   // bytes before this have reached the stream
+  std::size_t base_ = 0;                          // where this output starts in it
+  unsigned char* buffer_;                         // the first byte of this output's storage
+  std::size_t end_;                               // bytes usable from buffer_
+  std::size_t position_ = 0;                      // where the next byte goes
+  std::size_t flushed_ = 0;                       // bytes before this have reached the stream
 };
 
 }  // namespace Ashgrove

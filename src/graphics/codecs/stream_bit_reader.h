@@ -49,9 +49,7 @@ class StreamBitReader : public IBitReader {
     const unsigned char* next;
     const unsigned char* end;
   };
-  Raw Export() const {
-    return {accumulator_, count_, bytes_ + position_, bytes_ + end_};
-  }
+  Raw Export() const { return {accumulator_, count_, bytes_ + position_, bytes_ + end_}; }
   void Import(const Raw& raw) {
     accumulator_ = raw.accumulator;
     count_ = raw.count;

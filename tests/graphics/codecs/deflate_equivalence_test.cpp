@@ -89,7 +89,8 @@ class PlainInflate {
       const std::uint32_t n = lengths[symbol];
       if (n == 0 || n > 33) continue;
       const std::uint64_t slot = (std::uint64_t{1} << n) - 2 + next[n]++;
-      if (slot >= (std::uint64_t{2} << t.longest) - 2) throw Failure("Code too large for this table");
+      if (slot >= (std::uint64_t{2} << t.longest) - 2)
+        throw Failure("Code too large for this table");
       if (!t.slots.emplace(slot, symbol).second) throw Failure("Duplicate code!");
     }
     return t;
@@ -99,7 +100,8 @@ class PlainInflate {
     std::uint64_t code = 0;
     for (std::uint32_t length = 1;; ++length) {
       std::uint32_t bit = 0;
-      if (!Bit(bit)) throw Failure("Unexpected end of stream encountered while reading Huffman code");
+      if (!Bit(bit))
+        throw Failure("Unexpected end of stream encountered while reading Huffman code");
       code = code * 2 + bit;
       if (length > t.longest) throw Failure("Code too large for this table");
       const auto found = t.slots.find((std::uint64_t{1} << length) - 2 + code);
@@ -124,8 +126,8 @@ class PlainInflate {
   }
 
   void Dynamic() {
-    static const std::uint8_t kOrder[] = {16, 17, 18, 0, 8, 7, 9, 6, 10, 5,
-                                          11, 4, 12, 3, 13, 2, 14, 1, 15};
+    static const std::uint8_t kOrder[] = {16, 17, 18, 0, 8,  7, 9,  6, 10, 5,
+                                          11, 4,  12, 3, 13, 2, 14, 1, 15};
     const std::uint32_t hlit = Required(5, "Unable to read number of literal codes");
     const std::uint32_t hdist = Required(5, "Unable to read number of distance codes");
     const std::uint32_t hclen = Required(4, "Unable to read number of code length codes");
@@ -162,8 +164,8 @@ class PlainInflate {
   }
 
   void Block(const Table& literals, const Table& distances) {
-    static const std::uint16_t kLengthBase[] = {3,  4,  5,  6,  7,  8,  9,  10,  11,  13,
-                                                15, 17, 19, 23, 27, 31, 35, 43,  51,  59,
+    static const std::uint16_t kLengthBase[] = {3,  4,  5,  6,   7,   8,   9,   10,  11, 13,
+                                                15, 17, 19, 23,  27,  31,  35,  43,  51, 59,
                                                 67, 83, 99, 115, 131, 163, 195, 227, 258};
     static const std::uint8_t kLengthExtra[] = {0, 0, 0, 0, 0, 0, 0, 0, 1, 1, 1, 1, 2, 2, 2,
                                                 2, 3, 3, 3, 3, 4, 4, 4, 4, 5, 5, 5, 5, 0};
