@@ -7,6 +7,7 @@
 namespace Ashgrove {
 
 namespace {
+constexpr std::size_t kFirstStep = std::size_t{1} << 10;
 constexpr std::size_t kGrowthStep = std::size_t{1} << 18;
 }
 
@@ -47,8 +48,10 @@ void RollingOutputBuffer::MakeRoom(std::size_t count) {
     Rotate();
     return;
   }
+  // Steps that grow with the output, so that a small input (a TIFF strip of
+  // a few rows) clears little room ahead of itself.
   const std::size_t needed = base_ + position_ + count;
-  std::size_t size = base_ + end_ + kGrowthStep;
+  std::size_t size = base_ + end_ + std::clamp(end_, kFirstStep, kGrowthStep);
   // Within the capacity the caller reserved, if that is enough.
   if (direct_->capacity() >= needed) size = std::min(size, direct_->capacity());
   size = std::max(size, needed);
