@@ -130,6 +130,28 @@ std::size_t DecodeNextLine(const std::vector<unsigned char>& data, std::size_t p
   return taken;
 }
 
+// The number of whole lines in the data, found from the structure alone
+// (a byte map's set bits tell how many difference bytes follow it); at most
+// one per byte. Data cut short simply ends the count; decoding reports it.
+std::uint64_t CountLines(const std::vector<unsigned char>& data) {
+  const std::size_t size = data.size();
+  std::size_t position = 0;
+  std::uint64_t lines = 0;
+  while (position < size) {
+    // Set bits counted by table: the map table's counts serve all three.
+    for (unsigned s = kMapPlaces[data[position++]].count; s > 0; --s) {
+      if (position >= size) return lines;
+      for (unsigned b = kMapPlaces[data[position++]].count; b > 0; --b) {
+        if (position >= size) return lines;
+        position += 1 + kMapPlaces[data[position]].count;
+      }
+    }
+    if (position > size) return lines;
+    ++lines;
+  }
+  return lines;
+}
+
 }  // namespace
 
 void DecodeTOPIX(const std::vector<unsigned char>& data, std::uint64_t width,
@@ -155,11 +177,14 @@ Bitmap BitmapFromData(const std::vector<unsigned char>& data, std::uint64_t widt
   const std::uint64_t length = RowBytes(width);
   std::vector<unsigned char> current(std::min(length, kMaxLineBytes), 0);
   std::vector<unsigned char> rows;
-  // The height is not needed, but a caller's height sizes the storage at
-  // once (never more than one row per byte of data could fill).
+  // The storage is sized once: grown row by row it would be reallocated
+  // again and again, and each large fresh block costs its page faults anew.
+  // The caller's height (never more rows than bytes of data) saves counting
+  // the lines first; it stays a hint, as the data decides the rows.
+  const std::uint64_t lines =
+      height != 0 ? std::min<std::uint64_t>(height, data.size()) : CountLines(data);
   std::uint64_t room = 0;
-  if (!__builtin_mul_overflow(std::min<std::uint64_t>(height, data.size()), length, &room))
-    rows.reserve(static_cast<std::size_t>(room));
+  if (!__builtin_mul_overflow(lines, length, &room)) rows.reserve(static_cast<std::size_t>(room));
   std::uint64_t decoded = 0;
   for (std::size_t position = 0; position < data.size(); ++decoded) {
     position += DecodeNextLine(data, position, current.data(), current.size());
