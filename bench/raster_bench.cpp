@@ -260,7 +260,7 @@ void StripCost(const char* detail, Kind kind) {
     cost.ours.push_back((many.ours[i] - one.ours[i]) / extra);
     cost.reference.push_back((many.reference[i] - one.reference[i]) / extra);
   }
-  Row("Fixed cost per strip (64 x 7000, 1-row strips)", detail, cost, 0.5);
+  Row("Fixed cost per strip (1-row strips)", std::string(detail) + ", 64 x 7000", cost, 0.5);
 }
 
 // ---- one read per process -----------------------------------------------------------
