@@ -1,7 +1,7 @@
 // Halftoning speed: megapixels per second of the screen halftoners and of
 // bitmap-from-image on a 2000 x 3000 grey picture, each printed beside the
-// floor -- one plain pass that reads every grey byte once and writes the
-// packed one-bit rows (a fixed threshold of 128, nothing else).
+// floor -- one pass that reads every grey byte once and writes the packed
+// one-bit rows (a fixed threshold of 128, nothing else).
 #include <benchmark/benchmark.h>
 #include <time.h>
 
@@ -12,6 +12,7 @@
 #include "graphics/bitmap_from_image.h"
 #include "graphics/halftoning.h"
 #include "graphics/image.h"
+#include "threshold_floor.h"
 
 namespace {
 
@@ -36,16 +37,9 @@ const Brindle::Image& Picture() {
   return picture;
 }
 
+// The floor, as vellum_raster_bench measures it (threshold_floor.h).
 void PlainPass(const unsigned char* source, unsigned char* destination) {
-  for (std::uint64_t y = 0; y < kHeight; ++y) {
-    const unsigned char* row = source + y * kWidth;
-    unsigned char* out = destination + y * kBytesPerRow;
-    for (std::uint64_t b = 0; b < kBytesPerRow; ++b) {
-      unsigned bits = 0;
-      for (unsigned j = 0; j < 8; ++j) bits = (bits << 1) | (row[b * 8 + j] < 128);
-      out[b] = static_cast<unsigned char>(bits);
-    }
-  }
+  Vellum::Bench::ThresholdFloor(source, kWidth, kHeight, destination);
 }
 
 double ThreadSeconds() {

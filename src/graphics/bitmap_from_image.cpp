@@ -2,11 +2,13 @@
 
 #include <array>
 #include <cmath>
+#include <optional>
 #include <utility>
 #include <vector>
 
 #include "graphics/dot_rows.h"
 #include "graphics/exception.h"
+#include "graphics/grey_rows.h"
 #include "graphics/screens.h"
 #include "graphics/tone_curves.h"
 
@@ -70,6 +72,7 @@ std::uint64_t DotsAlong(std::uint64_t from, std::uint64_t to, double resolution)
 struct SampleTables {
   std::vector<std::uint64_t> byX, byY;
   std::vector<std::uint8_t> shiftX, shiftY;
+  bool crosswise = false;  // byX holds row offsets and byY column offsets
 };
 
 SampleTables BuildTables(const Image& source, SourceMapping map, const MappingParameters& p,
@@ -80,6 +83,7 @@ SampleTables BuildTables(const Image& source, SourceMapping map, const MappingPa
   // Quarter turns take sx from y and sy from x.
   const bool crosswise = map == MapRotation1 || map == MapRotation3;
   SampleTables t;
+  t.crosswise = crosswise;
   t.byX.resize(width);
   t.byY.resize(height);
   t.shiftX.assign(width, 0);
@@ -107,44 +111,15 @@ SampleTables BuildTables(const Image& source, SourceMapping map, const MappingPa
   return t;
 }
 
-// Grey level of destination pixel x on one row, from an 8-bit grey source.
-struct GreyAt {
-  const std::uint8_t* row;
-  const std::uint64_t* byX;
-  std::uint8_t operator()(std::uint64_t x) const { return row[byX[x]]; }
-};
+// Grey level of the pixel whose bytes start at `pixel`.
+std::uint8_t GreyOf(const std::uint8_t* pixel) { return *pixel; }
 
-struct RgbGreyAt {
-  const std::uint8_t* row;
-  const std::uint64_t* byX;
-  std::uint8_t operator()(std::uint64_t x) const { return Detail::GreyOfRgb(row + byX[x]); }
-};
-
-template <class Greys>
-struct FixedThresholdRow {
-  Greys grey;
-  unsigned threshold;
-  std::uint64_t pure = 0;
-
-  unsigned Dot(std::uint64_t x) {
-    const std::uint8_t g = grey(x);
-    pure += Detail::IsPureGrey(g);
-    return g < threshold;
-  }
-};
-
-template <class Greys>
+// A row whose dots are already worked out, one 0/1 byte per pixel.
 struct PatternRow {
-  Greys grey;
-  const std::array<std::uint8_t, 256>* classes;  // dot class of each grey
-  const std::array<std::uint8_t, 9>* bits;       // pattern row y mod 4, per class
+  const std::uint8_t* dots;
   std::uint64_t pure = 0;
 
-  unsigned Dot(std::uint64_t x) {
-    const unsigned toneClass = (*classes)[grey(x)];
-    pure += toneClass == 0 || toneClass == 8;
-    return ((*bits)[toneClass] >> (3 - x % 4)) & 1U;
-  }
+  unsigned Dot(std::uint64_t x) const { return dots[x]; }
 };
 
 struct OneBitRow {
@@ -174,41 +149,72 @@ const ThresholdScreen* ScreenOf(std::int32_t method) {
   }
 }
 
-// Fills the rows from an 8-bit source, grey or RGB (Greys: GreyAt or
-// RgbGreyAt), by the method's rule.
-template <class Greys>
-std::uint64_t DitherRows(const Detail::DotRows& rows, const std::uint8_t* data,
+// Fills the rows from an 8-bit source, grey or RGB (grey: GreyOf or
+// Detail::GreyOfRgb), by the method's rule. Each row's greys are gathered
+// through the tables first, and the rule then runs over that plain row.
+template <std::uint8_t (*Grey)(const std::uint8_t*)>
+std::uint64_t DitherRows(const Detail::DotRows& rows, std::uint64_t width, const std::uint8_t* data,
                          const SampleTables& t, std::int32_t method, std::uint32_t curve) {
-  auto greys = [&](std::uint64_t y) { return Greys{data + t.byY[y], t.byX.data()}; };
+  std::vector<std::uint8_t> greys(width);
+  // One byte per pixel goes through the row gatherer; RGB pixel by pixel.
+  std::optional<Detail::GreyRows> greyRows;
+  if (Grey == GreyOf) {
+    greyRows.emplace(data, t.byX.data(), t.byY.data(), width, rows.height, t.crosswise);
+  }
+  const auto gather = [&](std::uint64_t y) -> const std::uint8_t* {
+    if (greyRows) return greyRows->Row(y);
+    const std::uint8_t* row = data + t.byY[y];
+    const std::uint64_t* byX = t.byX.data();
+    for (std::uint64_t x = 0; x < width; ++x) greys[x] = Grey(row + byX[x]);
+    return greys.data();
+  };
+  const auto threshold = [&](auto&& thresholdsOf, std::uint64_t period) {
+    std::uint64_t pure = 0;
+    for (std::uint64_t y = 0; y < rows.height; ++y) {
+      pure +=
+          Detail::ThresholdRow(gather(y), thresholdsOf(y), period, rows.data + y * rows.bytesPerRow,
+                               rows.bytesPerRow, rows.paddingBits);
+    }
+    return pure;
+  };
   if (const ThresholdScreen* screen = ScreenOf(method)) {
     CheckHalftoningCurve(curve);
-    return Detail::PackDotRows(rows, [&](std::uint64_t y) {
-      return Detail::ScreenRow{greys(y),
-                               screen->thresholds.data() + (y % screen->size) * screen->size,
-                               screen->size - 1};
-    });
+    return threshold(
+        [screen](std::uint64_t y) {
+          return screen->thresholds.data() + (y % screen->size) * screen->size;
+        },
+        screen->size);
   }
   if (method == kFixedThresholdMethod) {
-    const unsigned threshold = FixedThreshold(curve);
-    return Detail::PackDotRows(rows, [&](std::uint64_t y) {
-      return FixedThresholdRow<Greys>{greys(y), threshold};
-    });
+    std::array<std::uint8_t, 16> fixed{};
+    fixed.fill(static_cast<std::uint8_t>(FixedThreshold(curve)));
+    return threshold([&fixed](std::uint64_t) { return fixed.data(); }, fixed.size());
   }
-  std::array<std::uint8_t, 256> classes{};
+  // Patterns: the dot of grey g at (x mod 4, y mod 4), and whether g's class
+  // is a pure one (0 or 8).
+  std::array<std::uint8_t, 256> pureClass{};
+  std::vector<std::uint8_t> dotOf(4 * 4 * 256);
   for (unsigned g = 0; g < 256; ++g) {
-    classes[g] = static_cast<std::uint8_t>(ToneClass(curve, static_cast<std::uint8_t>(g)));
-  }
-  std::array<std::array<std::uint8_t, 9>, 4> bits{};
-  for (unsigned y = 0; y < 4; ++y) {
-    for (unsigned c = 0; c < 9; ++c) {
+    const unsigned toneClass = ToneClass(curve, static_cast<std::uint8_t>(g));
+    pureClass[g] = toneClass == 0 || toneClass == 8;
+    for (unsigned y = 0; y < 4; ++y) {
       for (unsigned x = 0; x < 4; ++x) {
-        bits[y][c] = static_cast<std::uint8_t>((bits[y][c] << 1) | PatternDot(c, x, y));
+        dotOf[(y * 4 + x) * 256 + g] = static_cast<std::uint8_t>(PatternDot(toneClass, x, y));
       }
     }
   }
-  return Detail::PackDotRows(rows, [&](std::uint64_t y) {
-    return PatternRow<Greys>{greys(y), &classes, &bits[y % 4]};
+  std::vector<std::uint8_t> dots(width);
+  std::uint64_t pure = 0;
+  const std::uint64_t dotted = Detail::PackDotRows(rows, [&](std::uint64_t y) {
+    const std::uint8_t* row = gather(y);
+    const std::uint8_t* dotRow = dotOf.data() + (y % 4) * 4 * 256;
+    for (std::uint64_t x = 0; x < width; ++x) {
+      dots[x] = dotRow[(x % 4) * 256 + row[x]];
+      pure += pureClass[row[x]];
+    }
+    return PatternRow{dots.data()};
   });
+  return dotted + pure;
 }
 
 // The grey picture at its own size, unturned: the plain halftoner reads the
@@ -253,9 +259,9 @@ std::uint64_t FillRows(const Image& source, const Detail::DotRows& rows, std::ui
     });
     return width * rows.height;
   }
-  if (grey) return DitherRows<GreyAt>(rows, pixels, t, method, curve);
+  if (grey) return DitherRows<GreyOf>(rows, width, pixels, t, method, curve);
   if (source.Channels() == 3 || source.Channels() == 4) {
-    return DitherRows<RgbGreyAt>(rows, pixels, t, method, curve);
+    return DitherRows<Detail::GreyOfRgb>(rows, width, pixels, t, method, curve);
   }
   // Unreachable after CheckSourceFormat; kept as a guard should the accepted
   // formats ever grow apart from the ones handled here.

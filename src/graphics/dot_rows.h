@@ -71,6 +71,19 @@ struct ScreenRow {
 template <class Greys>
 ScreenRow(Greys, const std::uint8_t*, std::uint64_t) -> ScreenRow<Greys>;
 
+// Packs one destination row from the grey levels of its pixels, one byte per
+// pixel (greys[x] for x below 8 x bytesPerRow - paddingBits), against a
+// threshold row that repeats every `period` pixels: a dot where the grey is
+// below the threshold. `period` is 16 or 32, and a fixed threshold is a
+// 16-byte row of one value. Returns the number of pure greys (0 or 255) read.
+//
+// Sixteen pixels a step: compared at once, packed, counted; only the row's
+// last bytes go pixel by pixel. The result is the one the per-pixel rule
+// gives, bit for bit.
+std::uint64_t ThresholdRow(const std::uint8_t* greys, const std::uint8_t* thresholds,
+                           std::uint64_t period, std::uint8_t* out, std::uint64_t bytesPerRow,
+                           unsigned paddingBits);
+
 // The luminance the RGB halftoners use, in integer arithmetic (truncating).
 [[nodiscard]] inline std::uint8_t GreyOfRgb(const std::uint8_t* pixel) {
   return static_cast<std::uint8_t>((299U * pixel[0] + 587U * pixel[1] + 114U * pixel[2]) / 1000U);

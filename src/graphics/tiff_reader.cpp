@@ -4,7 +4,10 @@
 #include <cmath>
 #include <iterator>
 #include <map>
+#include <optional>
+#include <utility>
 
+#include "graphics/codecs/byte_block.h"
 #include "graphics/codecs/deflate_compression.h"
 #include "graphics/codecs/jpeg_compression.h"
 #include "graphics/codecs/lzw_compression.h"
@@ -222,14 +225,6 @@ std::uint64_t RowLength(const TIFFFileInfo& info) {
   }
 }
 
-std::vector<unsigned char> Run(Ashgrove::IDecompressor& codec,
-                               const std::vector<unsigned char>& input, std::size_t expected) {
-  std::vector<unsigned char> output;
-  output.reserve(expected);
-  Ashgrove::DecompressVector(codec, input, output);
-  return output;
-}
-
 std::uint64_t StreamSize(std::istream& input) {
   input.clear();
   input.seekg(0, std::ios_base::end);
@@ -237,23 +232,130 @@ std::uint64_t StreamSize(std::istream& input) {
   return end < 0 ? 0 : static_cast<std::uint64_t>(end);
 }
 
-// Reads strip `index` as stored from a stream of `size` bytes, refusing
-// counts the stream cannot hold before anything is allocated for them.
-std::vector<unsigned char> RawStrip(std::istream& input, const TIFFFileInfo& info,
-                                    std::size_t index, std::uint64_t size) {
-  const std::uint64_t offset = info.stripOffsets[index];
-  const std::uint64_t count = info.stripByteCounts[index];
-  if (offset > size || count > size - offset)
-    throw ImageException("Unable to read required number of bytes");
-  std::vector<unsigned char> bytes(count);
+// Reads `count` bytes at `offset` into `to`; false when the stream holds fewer.
+bool ReadAt(std::istream& input, std::uint64_t offset, unsigned char* to, std::uint64_t count) {
   input.clear();
   input.seekg(static_cast<std::streamoff>(offset), std::ios_base::beg);
-  input.read(reinterpret_cast<char*>(bytes.data()), static_cast<std::streamsize>(count));
-  if (static_cast<std::uint64_t>(input.gcount()) != count) {
-    throw ImageException("Unable to read required number of bytes");
-  }
-  return bytes;
+  input.read(reinterpret_cast<char*>(to), static_cast<std::streamsize>(count));
+  return static_cast<std::uint64_t>(input.gcount()) == count;
 }
+
+// The strips' bytes as stored, read from the stream once: one read of the
+// stretch of the file from the first strip's start to the last one's end,
+// where codecs then find each strip in place. Strips that lie outside the
+// stream are left out of the read and fail only when their turn comes, so
+// failures arrive in strip order as before.
+class StripBytes {
+ public:
+  // Reads strips `from` up to (not including) `to`.
+  StripBytes(std::istream& input, const TIFFFileInfo& info, std::size_t from, std::size_t to)
+      : info_(info), size_(StreamSize(input)) {
+    std::uint64_t first = size_;
+    std::uint64_t last = 0;
+    for (std::size_t i = from; i < to; ++i) {
+      if (!Inside(i) || info.stripByteCounts[i] == 0) continue;
+      stored_ += info.stripByteCounts[i];
+      first = std::min<std::uint64_t>(first, info.stripOffsets[i]);
+      last = std::max<std::uint64_t>(last,
+                                     std::uint64_t{info.stripOffsets[i]} + info.stripByteCounts[i]);
+    }
+    if (last <= first) return;
+    start_ = first;
+    bytes_ = Ashgrove::ByteBlock(static_cast<std::size_t>(last - first));
+    read_ = ReadAt(input, first, bytes_.data(), last - first);
+  }
+
+  // Strip `index` as stored; throws "Unable to read required number of
+  // bytes" when the stream does not hold it.
+  std::pair<const unsigned char*, std::size_t> Strip(std::size_t index) const {
+    const std::size_t count = info_.stripByteCounts[index];
+    if (!Inside(index) || (count != 0 && !read_))
+      throw ImageException("Unable to read required number of bytes");
+    if (count == 0) return {nullptr, 0};
+    return {bytes_.data() + (info_.stripOffsets[index] - start_), count};
+  }
+
+  // The stream's size, and the bytes of the strips it holds.
+  std::uint64_t StreamBytes() const { return size_; }
+  std::uint64_t Stored() const { return stored_; }
+
+  bool Inside(std::size_t index) const {
+    const std::uint64_t offset = info_.stripOffsets[index];
+    return offset <= size_ && info_.stripByteCounts[index] <= size_ - offset;
+  }
+
+  const TIFFFileInfo& info_;
+  std::uint64_t size_;
+  std::uint64_t start_ = 0;
+  std::uint64_t stored_ = 0;
+  Ashgrove::ByteBlock bytes_{0};
+  bool read_ = false;
+};
+
+// Decodes strips one after another straight onto the end of a byte vector,
+// with one codec (and its work buffers) for the whole file.
+class StripDecoder {
+ public:
+  explicit StripDecoder(const TIFFFileInfo& info)
+      : info_(info), rowLength_(Brindle::RowLength(info)) {}
+
+  // Appends strip `bytes` decoded to `data`: decompressed, predictor undone
+  // and checked to hold whole rows.
+  void Append(const unsigned char* bytes, std::size_t count, std::vector<unsigned char>& data) {
+    const std::size_t before = data.size();
+    if (info_.compression == 1) {
+      // Uncompressed strips never go through the predictor; kept as it is.
+      data.insert(data.end(), bytes, bytes + count);
+    } else {
+      const bool predicted = info_.predictor == 2;
+      std::vector<unsigned char>& target = predicted ? Scratch() : data;
+      switch (info_.compression) {
+        case 5:
+          if (!lzw_) lzw_.emplace(1);
+          lzw_->DecompressBytes(bytes, count, target);
+          break;
+        case 7: {
+          Ashgrove::JPEGCompression codec;
+          const std::vector<unsigned char> raw(bytes, bytes + count);
+          Ashgrove::DecompressVector(codec, raw, target);
+          break;
+        }
+        case 8:
+          if (!deflate_) deflate_.emplace();
+          deflate_->DecompressBytes(bytes, count, target);
+          break;
+        default:
+          throw ImageException("Unknown TIFF compression method used");
+      }
+      if (predicted) {
+        Ashgrove::TIFFPrediction predictor(info_.samplesPerPixel, info_.bitsPerSample.front(),
+                                           info_.width);
+        Ashgrove::DecompressVector(predictor, scratch_, data);
+      } else if (info_.predictor != 1) {
+        throw ImageException("Unknown prediction method used in TIFF");
+      }
+    }
+    const std::size_t decoded = data.size() - before;
+    // A zero row length can hold no data at all.
+    if (decoded != 0 && (rowLength_ == 0 || decoded % rowLength_ != 0)) {
+      throw ImageException("Data in this TIFF file is not stored correctly");
+    }
+  }
+
+  std::uint64_t RowLength() const { return rowLength_; }
+
+ private:
+  std::vector<unsigned char>& Scratch() {
+    scratch_.clear();
+    return scratch_;
+  }
+
+  const TIFFFileInfo& info_;
+  std::uint64_t rowLength_;
+  std::optional<Ashgrove::LZWCompression> lzw_;
+  std::optional<Ashgrove::DeflateCompression> deflate_;
+  std::vector<unsigned char> scratch_;
+};
 
 }  // namespace
 
@@ -313,85 +415,84 @@ TIFFFileInfo::TIFFFileInfo(std::istream& input) {
 
 namespace ImageIO {
 
-namespace {
-
-// One strip decoded and checked to hold whole rows.
-std::vector<unsigned char> DecodedStrip(std::istream& input, const TIFFFileInfo& info,
-                                        std::size_t index, std::uint64_t size) {
-  const std::uint64_t rowLength = RowLength(info);
-  std::vector<unsigned char> raw = RawStrip(input, info, index, size);
-  std::vector<unsigned char> decoded;
-  // A hint only: never more than the strip could expand to.
-  const std::size_t expected = static_cast<std::size_t>(std::min<std::uint64_t>(
-      rowLength * std::uint64_t{info.rowsPerStrip}, std::uint64_t{raw.size()} * 1032));
-  switch (info.compression) {
-    case 1:
-      // Uncompressed strips never go through the predictor; kept as it is.
-      decoded = std::move(raw);
-      break;
-    case 5: {
-      Ashgrove::LZWCompression codec(1);
-      decoded = Run(codec, raw, expected);
-      break;
-    }
-    case 7: {
-      Ashgrove::JPEGCompression codec;
-      decoded = Run(codec, raw, 0);
-      break;
-    }
-    case 8: {
-      Ashgrove::DeflateCompression codec;
-      decoded = Run(codec, raw, expected);
-      break;
-    }
-    default:
-      throw ImageException("Unknown TIFF compression method used");
-  }
-  if (info.compression != 1) {
-    if (info.predictor == 2) {
-      Ashgrove::TIFFPrediction predictor(info.samplesPerPixel, info.bitsPerSample.front(),
-                                         info.width);
-      decoded = Run(predictor, decoded, decoded.size());
-    } else if (info.predictor != 1) {
-      throw ImageException("Unknown prediction method used in TIFF");
-    }
-  }
-  // A zero row length can hold no data at all.
-  if (!decoded.empty() && (rowLength == 0 || decoded.size() % rowLength != 0)) {
-    throw ImageException("Data in this TIFF file is not stored correctly");
-  }
-  return decoded;
-}
-
-}  // namespace
-
 void ReadStripFromTIFFFormat(std::istream& input, const TIFFFileInfo& info, std::size_t index,
                              const RowCallback& deliver) {
-  const std::vector<unsigned char> decoded = DecodedStrip(input, info, index, StreamSize(input));
-  if (decoded.empty()) return;
-  const std::size_t rowLength = static_cast<std::size_t>(RowLength(info));
+  StripDecoder decoder(info);
+  const StripBytes strips(input, info, index, index + 1);
+  const auto [bytes, count] = strips.Strip(index);
+  std::vector<unsigned char> decoded;
+  decoder.Append(bytes, count, decoded);
+  const std::size_t rowLength = static_cast<std::size_t>(decoder.RowLength());
   for (std::size_t at = 0; at < decoded.size(); at += rowLength)
     deliver(decoded.data() + at, rowLength);
 }
 
+namespace {
+
+// Strips stored one after the other, all inside the stream, in strip order:
+// as stored they are already the image's bytes. Their total, or nothing.
+std::optional<std::uint64_t> ContiguousStrips(const TIFFFileInfo& info, std::uint64_t size) {
+  std::uint64_t end = info.stripOffsets.front();
+  for (std::size_t i = 0; i < info.stripOffsets.size(); ++i) {
+    if (info.stripOffsets[i] != end) return std::nullopt;
+    end += info.stripByteCounts[i];
+  }
+  if (end > size) return std::nullopt;
+  return end - info.stripOffsets.front();
+}
+
+// Uncompressed strips, or strips as stored, that lie one after the other:
+// one read straight into the image's bytes, with the checks of the strips
+// made in the same order as the strip-by-strip path makes them.
+std::vector<unsigned char> ReadContiguous(std::istream& input, const TIFFFileInfo& info,
+                                          bool decode, std::uint64_t total) {
+  if (decode) {
+    const std::uint64_t rowLength = RowLength(info);
+    for (const std::uint32_t count : info.stripByteCounts) {
+      if (count != 0 && (rowLength == 0 || count % rowLength != 0))
+        throw ImageException("Data in this TIFF file is not stored correctly");
+    }
+  }
+  std::vector<unsigned char> data;
+  data.reserve(static_cast<std::size_t>(total));
+  Ashgrove::PopulatePages(data.data(), data.capacity());
+  data.resize(static_cast<std::size_t>(total));
+  if (total != 0 && !ReadAt(input, info.stripOffsets.front(), data.data(), total))
+    throw ImageException("Unable to read required number of bytes");
+  return data;
+}
+
+}  // namespace
+
 std::vector<unsigned char> ReadStripDataFromTIFFFormat(std::istream& input,
                                                        const TIFFFileInfo& info, bool decode) {
-  // Rows go out in strip order and are concatenated, so whole strips can be
-  // appended at once; the first one is taken over without a copy.
-  std::vector<unsigned char> data;
-  const std::uint64_t size = StreamSize(input);
-  if (decode && info.stripOffsets.size() > 1) {
-    // Room for the whole image, but never more than the file could expand to.
-    const std::uint64_t image = RowLength(info) * std::uint64_t{info.height};
-    data.reserve(static_cast<std::size_t>(std::min(image, size * 1032)));
+  const std::size_t strips = info.stripOffsets.size();
+  if (strips == 0) return {};
+  if (!decode || info.compression == 1) {
+    if (const auto total = ContiguousStrips(info, StreamSize(input)))
+      return ReadContiguous(input, info, decode, *total);
   }
-  for (std::size_t i = 0; i < info.stripOffsets.size(); ++i) {
-    std::vector<unsigned char> strip =
-        decode ? DecodedStrip(input, info, i, size) : RawStrip(input, info, i, size);
-    if (data.empty()) {
-      data = std::move(strip);
+  // Rows go out in strip order and are concatenated, so every strip is
+  // decoded onto the end of the one vector that becomes the image.
+  std::optional<StripDecoder> decoder;
+  if (decode) decoder.emplace(info);
+  const StripBytes stored(input, info, 0, strips);
+  std::uint64_t room = stored.Stored();
+  if (decode && info.compression != 1) {
+    // Room for the whole image, but never more than the file could expand to.
+    room = std::min(decoder->RowLength() * std::uint64_t{info.height}, stored.StreamBytes() * 1032);
+    // Deflate decodes in place with a little room ahead of its output.
+    if (info.compression == 8) room += Ashgrove::DeflateCompression::kOutputSlack;
+  }
+  std::vector<unsigned char> data;
+  data.reserve(static_cast<std::size_t>(room));
+  Ashgrove::PopulatePages(data.data(), data.capacity());
+  for (std::size_t i = 0; i < strips; ++i) {
+    const auto [bytes, count] = stored.Strip(i);
+    if (decode) {
+      decoder->Append(bytes, count, data);
     } else {
-      data.insert(data.end(), strip.begin(), strip.end());
+      data.insert(data.end(), bytes, bytes + count);
     }
   }
   return data;

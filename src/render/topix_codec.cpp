@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <array>
 #include <bit>
+#include <cstdio>
+#include <cstring>
 #include <stdexcept>
 
 #include "core/exception.h"
@@ -19,9 +21,6 @@ constexpr std::uint64_t kMaxBlockBytes = 65536;
 
 std::uint64_t RowBytes(std::uint64_t width) { return width / 8 + (width % 8 != 0 ? 1 : 0); }
 
-// Bit 7 stands for the first section, block or byte of a map byte.
-bool IsSet(unsigned char map, unsigned bit) { return (map & (0x80u >> bit)) != 0; }
-
 // Index of the highest set bit of a map byte, counted from bit 7 as 0: the
 // order in which TOPIX lists sections, blocks and bytes.
 unsigned FirstSet(unsigned map) {
@@ -32,16 +31,47 @@ unsigned FirstSet(unsigned map) {
 // 512 difference bytes.
 constexpr std::size_t kLongestLine = 1 + 8 + 64 + kMaxLineBytes;
 
+// The failure a checked vector access gives (std::vector::at), worded the
+// same, since the decoder's callers have always reported that text.
+[[noreturn]] void OutOfRange(std::size_t index, std::size_t size) {
+  char text[128];
+  std::snprintf(text, sizeof text,
+                "vector::_M_range_check: __n (which is %zu) >= this->size() (which is %zu)", index,
+                size);
+  throw std::out_of_range(text);
+}
+
 // Reads one line starting at `position` and XORs its difference bytes into
-// `row`, which then holds the decoded row; returns the number of bytes taken.
-// Row accesses go through at(), so a line pointing past the row is a
-// std::out_of_range; so are data accesses when Checked, near the end of the
-// data, where a line may be cut short. Further from the end no line can run
-// past the data, and that check is left out of this hot loop.
+// the `length` bytes at `row`, which then hold the decoded row; returns the
+// number of bytes taken. A line pointing past the row is a std::out_of_range;
+// so are data accesses when Checked, near the end of the data, where a line
+// may be cut short. Further from the end no line can run past the data, and
+// that check is left out of this hot loop.
+// For each byte map: the block positions of its set bits in list order
+// (bit 7 first), and how many there are.
+struct MapPlaces {
+  std::array<std::uint8_t, 8> position;
+  std::uint8_t count;
+};
+
+constexpr std::array<MapPlaces, 256> kMapPlaces = [] {
+  std::array<MapPlaces, 256> table{};
+  for (unsigned map = 0; map < 256; ++map) {
+    for (unsigned p = 0; p < 8; ++p) {
+      if (map & (0x80u >> p))
+        table[map].position[table[map].count++] = static_cast<std::uint8_t>(p);
+    }
+  }
+  return table;
+}();
+
 template <bool Checked>
-std::size_t DecodeLine(const std::vector<unsigned char>& data, std::size_t position,
-                       std::vector<unsigned char>& row) {
-  const auto take = [&data, &position] { return Checked ? data.at(position++) : data[position++]; };
+std::size_t DecodeLine(const unsigned char* data, std::size_t size, std::size_t position,
+                       unsigned char* row, std::size_t length) {
+  const auto take = [data, size, &position] {
+    if (Checked && position >= size) OutOfRange(position, size);
+    return data[position++];
+  };
   const std::size_t start = position;
   for (unsigned sections = take(); sections != 0;) {
     const unsigned s = FirstSet(sections);
@@ -49,17 +79,77 @@ std::size_t DecodeLine(const std::vector<unsigned char>& data, std::size_t posit
     for (unsigned blocks = take(); blocks != 0;) {
       const unsigned b = FirstSet(blocks);
       blocks &= ~(0x80u >> b);
-      for (unsigned bytes = take(); bytes != 0;) {
+      const std::size_t block = s * kSectionBytes + b * kBlockBytes;
+      unsigned bytes = take();
+      if (!Checked && block + kBlockBytes <= length) {
+        // A whole block inside the row: its difference bytes are placed in
+        // one word by the map's table entry and XORed in at once. Far from
+        // the end of the data, the eight bytes read here are all there.
+        const MapPlaces& places = kMapPlaces[bytes];
+        std::uint64_t difference = 0;
+        for (unsigned i = 0; i < places.count; ++i) {
+          difference |= std::uint64_t{data[position + i]} << (8 * places.position[i]);
+        }
+        position += places.count;
+        std::uint64_t current;
+        std::memcpy(&current, row + block, 8);
+        if constexpr (std::endian::native == std::endian::big) {
+          current ^= __builtin_bswap64(difference);
+        } else {
+          current ^= difference;
+        }
+        std::memcpy(row + block, &current, 8);
+        continue;
+      }
+      while (bytes != 0) {
         const unsigned p = FirstSet(bytes);
         bytes &= ~(0x80u >> p);
         // Indices within a line only ever increase, so XOR into the running
         // row is the same as a zeroed line buffer XOR the row above.
-        const std::size_t index = s * kSectionBytes + b * kBlockBytes + p;
-        row.at(index) ^= take();
+        const unsigned char difference = take();
+        if (block + p >= length) OutOfRange(block + p, length);
+        row[block + p] ^= difference;
       }
     }
   }
   return position - start;
+}
+
+// Decodes the line at `position` into `row`, with the data checks only where
+// the line might run past the end; throws "TOPIX data invalid" for a line
+// that takes no bytes.
+std::size_t DecodeNextLine(const std::vector<unsigned char>& data, std::size_t position,
+                           unsigned char* row, std::size_t length) {
+  const bool checked = data.size() - position < kLongestLine;
+  const std::size_t taken =
+      checked ? DecodeLine<true>(data.data(), data.size(), position, row, length)
+              : DecodeLine<false>(data.data(), data.size(), position, row, length);
+  // The section byte is always taken, so this cannot fire; it stays as a
+  // guard against a line that would never advance.
+  if (taken == 0) throw BitmapException("TOPIX data invalid");
+  return taken;
+}
+
+// The number of whole lines in the data, found from the structure alone
+// (a byte map's set bits tell how many difference bytes follow it); at most
+// one per byte. Data cut short simply ends the count; decoding reports it.
+std::uint64_t CountLines(const std::vector<unsigned char>& data) {
+  const std::size_t size = data.size();
+  std::size_t position = 0;
+  std::uint64_t lines = 0;
+  while (position < size) {
+    // Set bits counted by table: the map table's counts serve all three.
+    for (unsigned s = kMapPlaces[data[position++]].count; s > 0; --s) {
+      if (position >= size) return lines;
+      for (unsigned b = kMapPlaces[data[position++]].count; b > 0; --b) {
+        if (position >= size) return lines;
+        position += 1 + kMapPlaces[data[position]].count;
+      }
+    }
+    if (position > size) return lines;
+    ++lines;
+  }
+  return lines;
 }
 
 }  // namespace
@@ -72,13 +162,7 @@ void DecodeTOPIX(const std::vector<unsigned char>& data, std::uint64_t width,
   std::vector<unsigned char> current(std::min(RowBytes(width), kMaxLineBytes), 0);
   std::size_t position = 0;
   for (std::uint64_t index = 0; position < data.size(); ++index) {
-    const bool checked = data.size() - position < kLongestLine;
-    const std::size_t taken = checked ? DecodeLine<true>(data, position, current)
-                                      : DecodeLine<false>(data, position, current);
-    // The section byte is always taken, so this cannot fire; it stays as a
-    // guard against a line that would never advance.
-    if (taken == 0) throw BitmapException("TOPIX data invalid");
-    position += taken;
+    position += DecodeNextLine(data, position, current.data(), current.size());
     row(index, current);
   }
 }
@@ -87,56 +171,128 @@ Bitmap BitmapFromData(const std::vector<unsigned char>& data, std::uint64_t widt
                       std::uint64_t height, int format) {
   if (format == kRawFormat) return Bitmap(data, width, height);
   if (format != kTOPIXFormat) throw BitmapException("Unknown compression format specified");
-  Bitmap bitmap(width, 0);
-  // Only rows wider than the 512 addressable bytes need padding out.
-  std::vector<unsigned char> full(bitmap.BytesPerRow() > kMaxLineBytes ? bitmap.BytesPerRow() : 0);
-  DecodeTOPIX(data, width, [&](std::uint64_t, const std::vector<unsigned char>& row) {
-    if (row.size() == bitmap.BytesPerRow()) {
-      bitmap.AppendRow(row);
-      return;
-    }
-    std::copy(row.begin(), row.end(), full.begin());
-    bitmap.AppendRow(full);
-  });
-  return bitmap;
+  // Each line is XORed into a row buffer holding the row above (white at
+  // first), which is then appended to the bitmap's own storage. Only the
+  // first 512 bytes of a row can change; the rest stays white.
+  const std::uint64_t length = RowBytes(width);
+  std::vector<unsigned char> current(std::min(length, kMaxLineBytes), 0);
+  std::vector<unsigned char> rows;
+  // The storage is sized once: grown row by row it would be reallocated
+  // again and again, and each large fresh block costs its page faults anew.
+  // The caller's height (never more rows than bytes of data) saves counting
+  // the lines first; it stays a hint, as the data decides the rows.
+  const std::uint64_t lines =
+      height != 0 ? std::min<std::uint64_t>(height, data.size()) : CountLines(data);
+  std::uint64_t room = 0;
+  if (!__builtin_mul_overflow(lines, length, &room)) rows.reserve(static_cast<std::size_t>(room));
+  std::uint64_t decoded = 0;
+  for (std::size_t position = 0; position < data.size(); ++decoded) {
+    position += DecodeNextLine(data, position, current.data(), current.size());
+    rows.insert(rows.end(), current.begin(), current.end());
+    if (length > current.size()) rows.resize(rows.size() + (length - current.size()), 0);
+  }
+  return Bitmap(std::move(rows), width, decoded);
 }
 
 namespace {
 
-// Builds the line for one row from its difference to the row above; `line`
-// is cleared first. Rows are at most 512 bytes here (the width was checked).
-void EncodeLine(const unsigned char* row, const unsigned char* previous, std::size_t length,
-                std::vector<unsigned char>& line) {
-  unsigned char sections = 0;
-  std::array<unsigned char, 8> blocks{};
-  std::array<unsigned char, 64> bytes{};
-  for (std::size_t i = 0; i < length; ++i) {
-    if (row[i] == previous[i]) continue;
-    bytes[i / kBlockBytes] |= static_cast<unsigned char>(0x80u >> (i % 8));
-    blocks[i / kSectionBytes] |= static_cast<unsigned char>(0x80u >> ((i / kBlockBytes) % 8));
-    sections |= static_cast<unsigned char>(0x80u >> (i / kSectionBytes));
-  }
-  line.clear();
-  line.push_back(sections);
-  for (unsigned s = 0; s < 8; ++s) {
-    if (!IsSet(sections, s)) continue;
-    line.push_back(blocks[s]);
-    for (unsigned b = 0; b < 8; ++b) {
-      if (!IsSet(blocks[s], b)) continue;
-      const unsigned char map = bytes[s * 8 + b];
-      line.push_back(map);
-      for (unsigned p = 0; p < 8; ++p) {
-        if (!IsSet(map, p)) continue;
-        const std::size_t i = s * kSectionBytes + b * kBlockBytes + p;
-        const auto difference = static_cast<unsigned char>(row[i] ^ previous[i]);
-        if (difference == 0) {
-          throw Corvane::InternalInconsistencyException("Outputting unnecessary byte");
-        }
-        line.push_back(difference);
-      }
-    }
+// Byte i of the word is a difference when it is not 0: one bit per byte, the
+// first byte's in bit 7, as a TOPIX byte map lists them.
+unsigned ByteMap(std::uint64_t difference) {
+  constexpr std::uint64_t kLow7 = 0x7F7F7F7F7F7F7F7FULL;
+  // Bit 7 of each byte: set when any bit of that byte is.
+  const std::uint64_t high = (((difference & kLow7) + kLow7) | difference) & ~kLow7;
+  if constexpr (std::endian::native == std::endian::little) {
+    return static_cast<unsigned>(((high >> 7) * 0x8040201008040201ULL) >> 56);
+  } else {
+    return static_cast<unsigned>(((__builtin_bswap64(high) >> 7) * 0x8040201008040201ULL) >> 56);
   }
 }
+
+std::uint64_t Load(const unsigned char* bytes) {
+  std::uint64_t word;
+  std::memcpy(&word, bytes, 8);
+  return word;
+}
+
+// Builds the line for one row from its difference to the row above into
+// `line`; returns its length. Rows are at most 512 bytes here (the width was
+// checked). Blocks are compared eight bytes at a time; the section and block
+// bytes are filled in once their blocks are known.
+std::size_t EncodeLine(const unsigned char* row, const unsigned char* previous, std::size_t length,
+                       unsigned char* line) {
+  std::size_t size = 1;
+  unsigned sections = 0;
+  for (std::size_t section = 0; section * kSectionBytes < length; ++section) {
+    const std::size_t blockByte = size++;
+    unsigned blocks = 0;
+    for (std::size_t b = 0; b < 8; ++b) {
+      const std::size_t start = section * kSectionBytes + b * kBlockBytes;
+      if (start >= length) break;
+      std::uint64_t now, before;
+      if (start + kBlockBytes <= length) {
+        now = Load(row + start);
+        before = Load(previous + start);
+      } else {
+        unsigned char a[8] = {}, c[8] = {};
+        std::memcpy(a, row + start, length - start);
+        std::memcpy(c, previous + start, length - start);
+        now = Load(a);
+        before = Load(c);
+      }
+      const std::uint64_t difference = now ^ before;
+      if (difference == 0) continue;
+      const unsigned map = ByteMap(difference);
+      blocks |= 0x80u >> b;
+      line[size++] = static_cast<unsigned char>(map);
+      if (map == 0xFF) {
+        std::memcpy(line + size, &difference, 8);
+        size += 8;
+        continue;
+      }
+      for (unsigned bytes = map; bytes != 0;) {
+        const unsigned p = FirstSet(bytes);
+        bytes &= ~(0x80u >> p);
+        const auto d = static_cast<unsigned char>(row[start + p] ^ previous[start + p]);
+        if (d == 0) throw Corvane::InternalInconsistencyException("Outputting unnecessary byte");
+        line[size++] = d;
+      }
+    }
+    if (blocks == 0) {
+      --size;  // no block changed: the section is left out
+      continue;
+    }
+    line[blockByte] = static_cast<unsigned char>(blocks);
+    sections |= 0x80u >> section;
+  }
+  line[0] = static_cast<unsigned char>(sections);
+  return size;
+}
+
+// Lines are gathered and handed to the stream in large pieces; the stream
+// sees the same bytes in the same order as line by line, and on a failure
+// every finished line is handed over before the exception goes on.
+class LineWriter {
+ public:
+  explicit LineWriter(std::ostream& output) : output_(output) {}
+  ~LineWriter() { Flush(); }
+
+  unsigned char* Next() { return buffer_.data() + used_; }
+  void Commit(std::size_t size) {
+    used_ += size;
+    if (used_ + kLongestLine > buffer_.size()) Flush();
+  }
+  void Flush() {
+    output_.write(reinterpret_cast<const char*>(buffer_.data()),
+                  static_cast<std::streamsize>(used_));
+    used_ = 0;
+  }
+
+ private:
+  std::ostream& output_;
+  std::array<unsigned char, 16384> buffer_;
+  std::size_t used_ = 0;
+};
 
 void WriteTOPIX(const Bitmap& bitmap, std::ostream& output) {
   output.write("\0\0", 2);  // place holder for the byte count
@@ -149,17 +305,17 @@ void WriteTOPIX(const Bitmap& bitmap, std::ostream& output) {
   if (length != 0 && data.size() / length < bitmap.Height()) {
     throw std::out_of_range("Bitmap data shorter than its geometry");
   }
-  std::vector<unsigned char> previous(length, 0);
-  std::vector<unsigned char> line;
-  line.reserve(1 + 8 + 64 + kMaxLineBytes);
+  const std::vector<unsigned char> white(length, 0);
   std::uint64_t total = 0;
-  for (std::uint64_t y = 0; y < bitmap.Height(); ++y) {
-    const unsigned char* row = data.data() + y * length;
-    EncodeLine(row, previous.data(), length, line);
-    output.write(reinterpret_cast<const char*>(line.data()),
-                 static_cast<std::streamsize>(line.size()));
-    total += line.size();
-    std::copy_n(row, length, previous.begin());
+  {
+    LineWriter lines(output);
+    for (std::uint64_t y = 0; y < bitmap.Height(); ++y) {
+      const unsigned char* row = data.data() + y * length;
+      const unsigned char* previous = y == 0 ? white.data() : row - length;
+      const std::size_t size = EncodeLine(row, previous, length, lines.Next());
+      lines.Commit(size);
+      total += size;
+    }
   }
   if (total > kMaxBlockBytes) {
     throw BitmapException("Unable to compress bitmap to under maximum size of 65536 bytes");

@@ -92,8 +92,21 @@ constexpr std::uint8_t kCodeLengthOrder[] = {16, 17, 18, 0, 8,  7, 9,  6, 10, 5,
 // Enough bits for one length/distance pair with its extra bits.
 constexpr std::uint32_t kPairBits = 48;
 
+// First-level lookup widths: most literal/length codes fit in 11 bits and
+// most distance codes in 8; longer ones take a second-level table.
+constexpr std::uint32_t kLiteralLookupBits = 11;
+constexpr std::uint32_t kDistanceLookupBits = 8;
+
+HuffmanTable LiteralTable(const std::vector<std::uint8_t>& lengths) {
+  return HuffmanTable(lengths, HuffmanTable::Alphabet::kLiteralLength, kLiteralLookupBits);
+}
+
+HuffmanTable DistanceTable(const std::vector<std::uint8_t>& lengths) {
+  return HuffmanTable(lengths, HuffmanTable::Alphabet::kDistance, kDistanceLookupBits);
+}
+
 const HuffmanTable& FixedLiteralTable() {
-  static const HuffmanTable table([] {
+  static const HuffmanTable table = LiteralTable([] {
     std::vector<std::uint8_t> lengths(288);
     for (std::size_t i = 0; i < 288; ++i) lengths[i] = i < 144 ? 8 : i < 256 ? 9 : i < 280 ? 7 : 8;
     return lengths;
@@ -104,7 +117,7 @@ const HuffmanTable& FixedLiteralTable() {
 // All 32 five-bit codes: 30 and 31 exist in the fixed code and are then
 // refused as unknown distance codes.
 const HuffmanTable& FixedDistanceTable() {
-  static const HuffmanTable table(std::vector<std::uint8_t>(32, 5));
+  static const HuffmanTable table = DistanceTable(std::vector<std::uint8_t>(32, 5));
   return table;
 }
 
@@ -122,12 +135,29 @@ std::uint32_t ReadExtra(DeflateStreamBitReader& reader, std::uint32_t count, con
   return value;
 }
 
+// One table lookup: the first level, and the second when it points there.
+// `bits` holds at least the table's longest code.
+inline HuffmanTable::Entry Lookup(const HuffmanTable::Entry* entries, std::uint64_t bits,
+                                  std::uint64_t mainMask, std::uint32_t mainBits) {
+  HuffmanTable::Entry entry = entries[bits & mainMask];
+  if (entry & HuffmanTable::kPointer) {
+    const std::uint64_t subMask = (std::uint64_t{1} << HuffmanTable::PointerBits(entry)) - 1;
+    entry = entries[HuffmanTable::PointerStart(entry) + ((bits >> mainBits) & subMask)];
+  }
+  return entry;
+}
+
 // Decodes pairs and literals while plenty of input and output room remain,
-// keeping the bit reader and the output position in registers. Anything out
-// of the ordinary (end of block, a long or unknown code, a distance that
-// needs checking against the window) is left untouched for the exact path.
-void DecodeFast(DeflateStreamBitReader& reader, RollingOutputBuffer& buffer,
-                const HuffmanTable& literals, const HuffmanTable& distances) {
+// keeping the bit reader and the output position in registers; one check of
+// both per step. The lookups carry each code's length, base and extra bits
+// decoded. Anything out of the ordinary (end of block, a code no table
+// entry resolves, an undefined symbol, a distance reaching before the
+// window) is left untouched for the exact path.
+[[gnu::always_inline]] inline void DecodeFastBody(DeflateStreamBitReader& reader,
+                                                  RollingOutputBuffer& buffer,
+                                                  const HuffmanTable& literals,
+                                                  const HuffmanTable& distances) {
+  using Table = HuffmanTable;
   auto raw = reader.Export();
   std::uint64_t bits = raw.accumulator;
   std::uint32_t count = raw.count;
@@ -136,65 +166,137 @@ void DecodeFast(DeflateStreamBitReader& reader, RollingOutputBuffer& buffer,
   unsigned char* out = buffer.Next();
   unsigned char* const outLimit = buffer.Limit();
   const unsigned char* const windowStart = buffer.Begin();
-  const std::uint32_t* const literalFast = literals.FastEntries();
-  const std::uint32_t* const distanceFast = distances.FastEntries();
-  const std::uint64_t literalMask = (std::uint64_t{1} << literals.FastBits()) - 1;
-  const std::uint64_t distanceMask = (std::uint64_t{1} << distances.FastBits()) - 1;
-  constexpr std::uint32_t kResolved = HuffmanTable::kResolved;
-  constexpr std::uint32_t kLiteral = HuffmanTable::kLiteral;
+  const Table::Entry* const literalEntries = literals.Entries();
+  const Table::Entry* const distanceEntries = distances.Entries();
+  // Both tables are built with these first-level widths (LiteralTable,
+  // DistanceTable), which as constants leave the loop its registers.
+  constexpr std::uint32_t literalBits = kLiteralLookupBits;
+  constexpr std::uint32_t distanceBits = kDistanceLookupBits;
+  constexpr std::uint64_t literalMask = (std::uint64_t{1} << literalBits) - 1;
+  constexpr std::uint64_t distanceMask = (std::uint64_t{1} << distanceBits) - 1;
 
-  while (inEnd - in >= 8 && out < outLimit) {
+  // Room for one more step: a refill's eight bytes of input, and a full
+  // match (plus slack) of output.
+  const auto room = [&] { return inEnd - in >= 8 && out < outLimit; };
+  const auto refill = [&] {
     std::uint64_t word;
     std::memcpy(&word, in, 8);
     if constexpr (std::endian::native == std::endian::big) word = __builtin_bswap64(word);
     bits |= word << count;
     in += (63 - count) >> 3;
     count |= 56;
-
-    std::uint32_t entry = literalFast[bits & literalMask];
-    if (entry & kLiteral) {
-      // Up to five literals per refill: each takes at most the lookup's
-      // width, and the refill left at least 56 bits.
-      for (int i = 0; i < 5; ++i) {
-        bits >>= entry & 0xF;
-        count -= entry & 0xF;
-        *out++ = static_cast<unsigned char>(entry >> 8);
-        entry = literalFast[bits & literalMask];
-        if (!(entry & kLiteral)) break;
+  };
+  if (!room()) {
+    reader.Import({bits, count, in, inEnd});
+    return;
+  }
+  refill();
+  // The next code's entry is looked up as soon as its bits are in, so that
+  // the lookup overlaps the work on the current one.
+  Table::Entry entry = literalEntries[bits & literalMask];
+  for (;;) {
+    // Literals first, straight from the first level: a pointer to a second
+    // level never has the literal flag.
+    if (entry & Table::kLiteral) {
+      // Up to three literals per refill: a code has at most 15 bits, and the
+      // refill left at least 56.
+      for (int i = 0; i < 3; ++i) {
+        bits >>= Table::Shift(entry);
+        count -= Table::Shift(entry);
+        *out++ = Table::LiteralByte(entry);
+        entry = literalEntries[bits & literalMask];
+        if (!(entry & Table::kLiteral)) break;
       }
+      // The entry looked up last is the next code's: a refill leaves the
+      // accumulator holding the next 64 input bits, three literals use at
+      // most 45 of them, and the lookup needs 15 at most. The refill that
+      // follows only adds bits above those.
+      if (!room()) break;
+      refill();
       continue;
     }
-    if (!(entry & kResolved)) break;
-    const std::uint32_t symbol = entry >> 8;
-    if (symbol == kEndOfBlock || symbol > kLastLengthCode) break;
-    // From here on nothing is kept unless the whole pair turns out valid.
-    std::uint64_t pairBits = bits >> (entry & 0xF);
-    std::uint32_t used = entry & 0xF;
-    const std::uint32_t lengthCode = symbol - 257;
-    const std::uint32_t lengthExtra = kLengthExtra[lengthCode];
+    if (entry & Table::kPointer) {
+      entry = Lookup(literalEntries, bits, literalMask, literalBits);
+      if (entry & Table::kLiteral) {
+        bits >>= Table::Shift(entry);
+        count -= Table::Shift(entry);
+        *out++ = Table::LiteralByte(entry);
+        if (!room()) break;
+        refill();
+        entry = literalEntries[bits & literalMask];
+        continue;
+      }
+    }
+    if (!(entry & Table::kBase)) break;
+    // A length, its extra bits, a distance code and its extra bits: at most
+    // 15 + 5 + 15 + 13 = 48 bits, all in the accumulator. Nothing is kept
+    // unless the whole pair turns out valid. Each entry's code and extra
+    // bits are dropped in one shift, and the extra bits are taken from the
+    // bits as they were, alongside.
     const std::uint32_t length =
-        kLengthBase[lengthCode] + static_cast<std::uint32_t>(pairBits & ((1u << lengthExtra) - 1));
-    pairBits >>= lengthExtra;
-    used += lengthExtra;
-    const std::uint32_t distanceEntry = distanceFast[pairBits & distanceMask];
-    if (!(distanceEntry & kResolved)) break;
-    const std::uint32_t distanceCode = distanceEntry >> 8;
-    if (distanceCode > kLastDistanceCode) break;
-    pairBits >>= distanceEntry & 0xF;
-    used += distanceEntry & 0xF;
-    const std::uint32_t distanceExtra = kDistanceExtra[distanceCode];
+        Table::Value(entry) + static_cast<std::uint32_t>((bits >> ((entry >> 8) & 0xF)) &
+                                                         ((1u << ((entry >> 12) & 0xF)) - 1));
+    std::uint64_t pairBits = bits >> Table::TotalBits(entry);
+    std::uint32_t used = Table::TotalBits(entry);
+    const Table::Entry distanceEntry =
+        Lookup(distanceEntries, pairBits, distanceMask, distanceBits);
+    if (!(distanceEntry & Table::kBase)) break;
     const std::uint32_t distance =
-        kDistanceBase[distanceCode] +
-        static_cast<std::uint32_t>(pairBits & ((1u << distanceExtra) - 1));
+        Table::Value(distanceEntry) +
+        static_cast<std::uint32_t>((pairBits >> ((distanceEntry >> 8) & 0xF)) &
+                                   ((1u << ((distanceEntry >> 12) & 0xF)) - 1));
+    used += Table::TotalBits(distanceEntry);
     if (distance > static_cast<std::size_t>(out - windowStart)) break;
-    bits = pairBits >> distanceExtra;
-    count -= used + distanceExtra;
-    CopyBackReference(out, distance, length);
+    bits = pairBits >> Table::TotalBits(distanceEntry);
+    count -= used;
+    unsigned char* const target = out;
     out += length;
+    // A pair uses at most 48 of the 64 bits, so the next lookup needs no
+    // refill first (see above).
+    entry = literalEntries[bits & literalMask];
+    const bool more = room();
+    if (more) refill();
+    CopyBackReference(target, distance, length);
+    if (!more) break;
   }
   reader.Import({bits, count, in, inEnd});
   buffer.SetNext(out);
 }
+
+// The loop is kept out of line (inlined into its caller it shares that
+// function's registers and spills its own). On x86-64 processors with BMI2
+// it runs as a second build of the same code, whose shifts by a register
+// count take one instruction instead of several: most of this loop is such
+// shifts. The choice is made once, from the processor's own report.
+[[gnu::noinline]] void DecodeFastPlain(DeflateStreamBitReader& reader, RollingOutputBuffer& buffer,
+                                       const HuffmanTable& literals,
+                                       const HuffmanTable& distances) {
+  DecodeFastBody(reader, buffer, literals, distances);
+}
+
+#if defined(__x86_64__) && defined(__GNUC__)
+[[gnu::noinline, gnu::target("bmi2")]] void DecodeFastBmi2(DeflateStreamBitReader& reader,
+                                                           RollingOutputBuffer& buffer,
+                                                           const HuffmanTable& literals,
+                                                           const HuffmanTable& distances) {
+  DecodeFastBody(reader, buffer, literals, distances);
+}
+
+void DecodeFast(DeflateStreamBitReader& reader, RollingOutputBuffer& buffer,
+                const HuffmanTable& literals, const HuffmanTable& distances) {
+  static const bool bmi2 = __builtin_cpu_supports("bmi2");
+  if (bmi2) {
+    DecodeFastBmi2(reader, buffer, literals, distances);
+  } else {
+    DecodeFastPlain(reader, buffer, literals, distances);
+  }
+}
+#else
+void DecodeFast(DeflateStreamBitReader& reader, RollingOutputBuffer& buffer,
+                const HuffmanTable& literals, const HuffmanTable& distances) {
+  DecodeFastPlain(reader, buffer, literals, distances);
+}
+#endif
 
 void DecodeBlock(DeflateStreamBitReader& reader, RollingOutputBuffer& out,
                  const HuffmanTable& literals, const HuffmanTable& distances) {
@@ -286,18 +388,18 @@ void DecodeDynamicBlock(DeflateStreamBitReader& reader, RollingOutputBuffer& out
     std::fill_n(lengths.begin() + i, repeat, value);
     i += repeat;
   }
-  const HuffmanTable literals(
-      std::vector<std::uint8_t>(lengths.begin(), lengths.begin() + literalCount));
-  const HuffmanTable distances(
-      std::vector<std::uint8_t>(lengths.begin() + literalCount, lengths.end()));
+  const HuffmanTable literals =
+      LiteralTable(std::vector<std::uint8_t>(lengths.begin(), lengths.begin() + literalCount));
+  const HuffmanTable distances =
+      DistanceTable(std::vector<std::uint8_t>(lengths.begin() + literalCount, lengths.end()));
   DecodeBlock(reader, out, literals, distances);
 }
 
 }  // namespace
 
-void DeflateCompression::Decompress(std::istream& input, std::ostream& output) {
-  DeflateStreamBitReader reader(input);
-  RollingOutputBuffer out(output);
+namespace {
+
+void DecodeBlocks(DeflateStreamBitReader& reader, RollingOutputBuffer& out) {
   try {
     for (;;) {
       BitSequence isFinal;
@@ -325,6 +427,28 @@ void DeflateCompression::Decompress(std::istream& input, std::ostream& output) {
     throw;
   }
   out.Flush();
+}
+
+}  // namespace
+
+ByteBlock& DeflateCompression::Storage() {
+  if (!storage_) storage_ = std::make_unique<ByteBlock>(RollingOutputBuffer::kStorageSize);
+  return *storage_;
+}
+
+void DeflateCompression::Decompress(std::istream& input, std::ostream& output) {
+  DeflateStreamBitReader reader(input);
+  RollingOutputBuffer out(ByteSink(output), Storage());
+  DecodeBlocks(reader, out);
+}
+
+static_assert(DeflateCompression::kOutputSlack == RollingOutputBuffer::kDirectSlack);
+
+void DeflateCompression::DecompressBytes(const unsigned char* data, std::size_t size,
+                                         std::vector<unsigned char>& output) {
+  DeflateStreamBitReader reader(data, size);
+  RollingOutputBuffer out(output);
+  DecodeBlocks(reader, out);
 }
 
 }  // namespace Ashgrove

@@ -16,7 +16,7 @@ bool DeflateStreamBitReader::Refill(std::uint32_t count) {
     // never corrupt anything; only taking bytes from the block directly
     // (ReadAlignedBytes) has to drop them.
     std::uint64_t word;
-    std::memcpy(&word, block_.data() + position_, 8);
+    std::memcpy(&word, bytes_ + position_, 8);
     if constexpr (std::endian::native == std::endian::big) word = __builtin_bswap64(word);
     accumulator_ |= word << count_;
     position_ += (63 - count_) >> 3;
@@ -25,7 +25,7 @@ bool DeflateStreamBitReader::Refill(std::uint32_t count) {
   }
   while (count_ <= 56) {
     if (!EnsureBlock()) break;
-    accumulator_ |= std::uint64_t{block_[position_++]} << count_;
+    accumulator_ |= std::uint64_t{bytes_[position_++]} << count_;
     count_ += 8;
   }
   return count_ >= count;
@@ -80,7 +80,7 @@ std::size_t DeflateStreamBitReader::ReadAlignedBytes(unsigned char* out, std::si
   while (done < count) {
     if (!EnsureBlock()) break;
     const std::size_t step = std::min(count - done, end_ - position_);
-    std::memcpy(out + done, block_.data() + position_, step);
+    std::memcpy(out + done, bytes_ + position_, step);
     position_ += step;
     done += step;
   }

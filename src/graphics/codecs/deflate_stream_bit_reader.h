@@ -12,6 +12,8 @@ namespace Ashgrove {
 class DeflateStreamBitReader final : public StreamBitReader {
  public:
   explicit DeflateStreamBitReader(std::istream& input) : StreamBitReader(input) {}
+  DeflateStreamBitReader(const unsigned char* data, std::size_t size)
+      : StreamBitReader(data, size) {}
 
   // Adds `count` bits to `bits`, least significant first, as Deflate's
   // header fields and extra bits are stored. Returns false at the end of the

@@ -12,24 +12,27 @@ namespace {
 // Code lengths past this are not counted when codes are assigned.
 constexpr std::uint32_t kCountedLengths = 33;
 
-std::uint32_t Reverse(std::uint32_t code, std::uint32_t length) {
+constexpr std::uint32_t Reverse(std::uint32_t code, std::uint32_t length) {
   std::uint32_t reversed = 0;
   for (std::uint32_t i = 0; i < length; ++i) reversed |= ((code >> i) & 1) << (length - 1 - i);
   return reversed;
 }
 
-// The reversal of every index of the widest first-level lookup.
-template <std::uint32_t Bits>
-const std::array<std::uint16_t, std::size_t{1} << Bits> kReversed = [] {
-  std::array<std::uint16_t, std::size_t{1} << Bits> table{};
+// The widest first-level lookup, and the reversal of each of its indices,
+// made when compiling.
+constexpr std::uint32_t kWidestLookup = 11;
+constexpr std::array<std::uint16_t, std::size_t{1} << kWidestLookup> kReversed = [] {
+  std::array<std::uint16_t, std::size_t{1} << kWidestLookup> table{};
   for (std::uint32_t i = 0; i < table.size(); ++i)
-    table[i] = static_cast<std::uint16_t>(Reverse(i, Bits));
+    table[i] = static_cast<std::uint16_t>(Reverse(i, kWidestLookup));
   return table;
 }();
 
 }  // namespace
 
-HuffmanTable::HuffmanTable(const std::vector<std::uint8_t>& lengths) {
+HuffmanTable::HuffmanTable(const std::vector<std::uint8_t>& lengths, Alphabet alphabet,
+                           std::uint32_t lookupBits)
+    : alphabet_(alphabet) {
   for (auto length : lengths) maxLength_ = std::max<std::uint32_t>(maxLength_, length);
   // Slots 0 to 2^(L+1) - 3 belong to codes of 1 to L bits.
   const std::uint64_t slotCount = (std::uint64_t{2} << maxLength_) - 2;
@@ -89,7 +92,7 @@ HuffmanTable::HuffmanTable(const std::vector<std::uint8_t>& lengths) {
   }
   if (firstDuplicate < firstError) throw DecompressionException("Duplicate code!");
   if (firstError < symbols) throw DecompressionException("Code too large for this table");
-  BuildFastTable();
+  BuildLookup(lookupBits);
 }
 
 std::int32_t HuffmanTable::SymbolAt(std::uint32_t slot) const {
@@ -98,26 +101,99 @@ std::int32_t HuffmanTable::SymbolAt(std::uint32_t slot) const {
   return static_cast<std::int32_t>(*found & 0x1FF);
 }
 
-void HuffmanTable::BuildFastTable() {
-  fastBits_ = std::min(maxLength_, kFastBits);
-  fast_.resize(std::size_t{1} << fastBits_);
-  for (std::uint32_t bits = 0; bits < fast_.size(); ++bits) {
-    fast_[bits] = (kReversed<kFastBits>[bits] >> (kFastBits - fastBits_)) << 8;
+namespace {
+
+// RFC 1951, 3.2.5: base and extra bits of length codes 257-285 and
+// distance codes 0-29.
+constexpr std::uint16_t kLengthBase[] = {3,  4,  5,  6,   7,   8,   9,   10,  11, 13,
+                                         15, 17, 19, 23,  27,  31,  35,  43,  51, 59,
+                                         67, 83, 99, 115, 131, 163, 195, 227, 258};
+constexpr std::uint8_t kLengthExtra[] = {0, 0, 0, 0, 0, 0, 0, 0, 1, 1, 1, 1, 2, 2, 2,
+                                         2, 3, 3, 3, 3, 4, 4, 4, 4, 5, 5, 5, 5, 0};
+constexpr std::uint16_t kDistanceBase[] = {
+    1,   2,   3,   4,   5,   7,    9,    13,   17,   25,   33,   49,   65,    97,    129,
+    193, 257, 385, 513, 769, 1025, 1537, 2049, 3073, 4097, 6145, 8193, 12289, 16385, 24577};
+constexpr std::uint8_t kDistanceExtra[] = {0, 0, 0, 0, 1, 1, 2, 2,  3,  3,  4,  4,  5,  5,  6,
+                                           6, 7, 7, 8, 8, 9, 9, 10, 10, 11, 11, 12, 12, 13, 13};
+
+// A length or distance code: the bits it takes with its extra bits, the
+// code's own length and the extra bits' count, the base.
+HuffmanTable::Entry BaseEntry(std::uint32_t length, std::uint32_t base, std::uint32_t extra) {
+  return base << 16 | extra << 12 | length << 8 | HuffmanTable::kBase | (length + extra);
+}
+
+// The entry for `symbol` with a code of `length` bits, what it stands for
+// decoded by the alphabet's rules.
+HuffmanTable::Entry EntryFor(HuffmanTable::Alphabet alphabet, std::uint32_t symbol,
+                             std::uint32_t length) {
+  using Table = HuffmanTable;
+  if (alphabet == Table::Alphabet::kLiteralLength) {
+    if (symbol < 256) return symbol << 8 | Table::kLiteral | length;
+    if (symbol >= 257 && symbol <= 285)
+      return BaseEntry(length, kLengthBase[symbol - 257], kLengthExtra[symbol - 257]);
+  } else if (alphabet == Table::Alphabet::kDistance && symbol <= 29) {
+    return BaseEntry(length, kDistanceBase[symbol], kDistanceExtra[symbol]);
   }
-  // Longest first, so that where codes of several lengths share input bits
-  // the shortest wins, as the bit-by-bit search finds it.
-  const std::uint32_t fastSlots = (2u << fastBits_) - 2;
+  return symbol << 16 | length;
+}
+
+}  // namespace
+
+std::uint32_t HuffmanTable::SymbolOf(Entry entry) const {
+  if (entry & kLiteral) return LiteralByte(entry);
+  if (!(entry & kBase)) return Value(entry);
+  // The bases of an alphabet all differ, so each names its symbol.
+  if (alphabet_ == Alphabet::kLiteralLength) {
+    const auto* found = std::find(std::begin(kLengthBase), std::end(kLengthBase), Value(entry));
+    return 257 + static_cast<std::uint32_t>(found - std::begin(kLengthBase));
+  }
+  const auto* found = std::find(std::begin(kDistanceBase), std::end(kDistanceBase), Value(entry));
+  return static_cast<std::uint32_t>(found - std::begin(kDistanceBase));
+}
+
+std::uint32_t HuffmanTable::ReversedMain(std::uint32_t bits) const {
+  return kReversed[bits] >> (kWidestLookup - mainBits_);
+}
+
+void HuffmanTable::BuildLookup(std::uint32_t lookupBits) {
+  // Deflate's codes have at most 15 bits; anything longer is left to the
+  // bit-by-bit path rather than given second-level tables of its size.
+  // The first level is always `lookupBits` wide, whatever the longest code,
+  // so that a decoding loop can hold its width as a constant.
+  const std::uint32_t deepest = std::min(maxLength_, 15u);
+  mainBits_ = std::min(lookupBits, kWidestLookup);
+  subBits_ = deepest > mainBits_ ? deepest - mainBits_ : 0;
+  entries_.assign(std::size_t{1} << mainBits_, 0);
+  // Codes by slot, longest first, so that where codes of several lengths
+  // share input bits the shortest wins, as the bit-by-bit search finds it.
+  // A code longer than the first level goes to the second-level table of
+  // its first mainBits_ bits, made when first needed; a shorter code found
+  // later over the same bits replaces the pointer, as it should.
   for (auto it = slots_.rbegin(); it != slots_.rend(); ++it) {
     const std::uint32_t slot = *it >> 9;
-    if (slot >= fastSlots) continue;
     const std::uint32_t length = static_cast<std::uint32_t>(std::bit_width(slot + 2)) - 1;
     const std::uint32_t code = slot + 2 - (1u << length);
     const std::uint32_t symbol = *it & 0x1FF;
-    const std::uint32_t entry = (symbol << 8) | kResolved | (symbol < 256 ? kLiteral : 0) | length;
-    const std::uint32_t reversed = kReversed<kFastBits>[code] >> (kFastBits - length);
-    for (std::uint32_t bits = reversed; bits < fast_.size(); bits += 1u << length) {
-      fast_[bits] = entry;
+    if (length > deepest) continue;
+    // The code's bits in the order they arrive, first bit lowest.
+    const std::uint32_t reversed = Reverse(code, length);
+    const Entry entry = EntryFor(alphabet_, symbol, length);
+    if (length <= mainBits_) {
+      for (std::uint32_t bits = reversed; bits < (1u << mainBits_); bits += 1u << length)
+        entries_[bits] = entry;
+      continue;
     }
+    const std::uint32_t main = reversed & ((1u << mainBits_) - 1);
+    if (!(entries_[main] & kPointer)) {
+      const std::size_t start = entries_.size();
+      entries_.resize(start + (std::size_t{1} << subBits_), 0);
+      entries_[main] = static_cast<Entry>(start) << 16 | subBits_ << 8 | kPointer | mainBits_;
+    }
+    const std::size_t start = PointerStart(entries_[main]);
+    const std::uint32_t rest = reversed >> mainBits_;
+    const std::uint32_t restLength = length - mainBits_;
+    for (std::uint32_t bits = rest; bits < (1u << subBits_); bits += 1u << restLength)
+      entries_[start + bits] = entry;
   }
 }
 

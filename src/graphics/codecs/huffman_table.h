@@ -13,47 +13,85 @@ class HuffmanTable {
  public:
   static constexpr std::uint32_t kMaxSymbols = 289;
 
+  // What the symbols stand for, so that lookups can carry it decoded.
+  enum class Alphabet {
+    kCodeLengths,    // only ever decoded symbol by symbol
+    kLiteralLength,  // 0-255 literals, 256 end of block, 257-285 lengths
+    kDistance,       // 0-29 distances
+  };
+
   // Builds the code from one length per symbol (index = symbol, 0 = unused);
-  // lengths are at most 15, as Deflate's headers give them.
-  // Throws DecompressionException "Code too large for this table" for a code
-  // that does not fit the longest length given, and "Duplicate code!" when
-  // two symbols get the same code. Incomplete codes are accepted.
-  explicit HuffmanTable(const std::vector<std::uint8_t>& lengths);
+  // lengths are at most 15, as Deflate's headers give them. `lookupBits` is
+  // the width of the first-level lookup (longer codes go through second-level
+  // tables; at most 11). Throws DecompressionException "Code too large for this table"
+  // for a code that does not fit the longest length given, and "Duplicate
+  // code!" when two symbols get the same code. Incomplete codes are accepted.
+  explicit HuffmanTable(const std::vector<std::uint8_t>& lengths,
+                        Alphabet alphabet = Alphabet::kCodeLengths, std::uint32_t lookupBits = 7);
 
   // Decodes the next symbol. Throws IOException "Unexpected end of stream
   // encountered while reading Huffman code" when the input ends inside a code
   // and DecompressionException "Code too large for this table" when the bits
   // match no code of up to the longest length.
   std::uint32_t Decode(DeflateStreamBitReader& reader) const {
-    if (reader.Available() >= fastBits_) {
-      const std::uint32_t entry = fast_[reader.Peek(fastBits_)];
-      if (entry & kResolved) {
-        reader.Consume(entry & 0xF);
-        return entry >> 8;
+    if (reader.Available() >= mainBits_) {
+      const std::uint32_t main = reader.Peek(mainBits_);
+      Entry entry = entries_[main];
+      if ((entry & kPointer) && reader.Available() >= mainBits_ + subBits_) {
+        entry = entries_[PointerStart(entry) + (reader.Peek(mainBits_ + subBits_) >> mainBits_)];
       }
-      reader.Consume(fastBits_);
-      return DecodeSlow(reader, entry >> 8, fastBits_);
+      if (CodeLength(entry) != 0 && !(entry & kPointer)) {
+        reader.Consume(CodeLength(entry));
+        return SymbolOf(entry);
+      }
+      // No code of up to mainBits_ bits starts so: on bit by bit from there.
+      reader.Consume(mainBits_);
+      return DecodeSlow(reader, ReversedMain(main), mainBits_);
     }
     return DecodeSlow(reader, 0, 0);
   }
 
   std::uint32_t MaxLength() const { return maxLength_; }
 
-  // The first-level lookup, for decoding loops of their own (see fast_).
-  static constexpr std::uint32_t kResolved = 0x10;
-  // Also set on resolved entries of symbols below 256 (literal bytes in the
-  // literal/length alphabet), so the hot loop tests one bit.
-  static constexpr std::uint32_t kLiteral = 0x20;
-  std::uint32_t FastBits() const { return fastBits_; }
-  const std::uint32_t* FastEntries() const { return fast_.data(); }
+  // The lookup, for decoding loops of their own. Indexed by the next
+  // MainBits() input bits as they arrive (first bit lowest); an entry with
+  // kPointer set sends the next SubBits() bits to a second-level table at
+  // PointerStart(). Otherwise the entry is 0 where no code starts so, and
+  // else holds in its low five bits the bits a decoding loop consumes for it:
+  //   kLiteral: the code's length, and the literal byte, LiteralByte();
+  //   kBase (a length or distance code): the code's length and its extra
+  //   bits together, TotalBits(); CodeLength() and ExtraBits() apart, and
+  //   the base, Value();
+  //   neither: a symbol only the exact path handles (end of block, or one
+  //   the format does not define), the code's length, and the symbol.
+  // Four bytes an entry keep the literal/length table at 8 KiB.
+  using Entry = std::uint32_t;
+  static constexpr Entry kBase = 1u << 5;
+  static constexpr Entry kPointer = 1u << 6;
+  static constexpr Entry kLiteral = 1u << 7;
+  // A literal's code length as a shift count: bit 5 (kBase) is 0 in it.
+  static std::uint32_t Shift(Entry entry) { return entry & 63; }
+  static std::uint32_t TotalBits(Entry entry) { return entry & 31; }
+  static unsigned char LiteralByte(Entry entry) { return static_cast<unsigned char>(entry >> 8); }
+  static std::uint32_t CodeLength(Entry entry) {
+    return entry & kBase ? (entry >> 8) & 0xF : entry & 31;
+  }
+  static std::uint32_t ExtraBits(Entry entry) { return (entry >> 12) & 0xF; }
+  static std::uint32_t Value(Entry entry) { return entry >> 16; }
+  static std::uint32_t PointerStart(Entry entry) { return entry >> 16; }
+  static std::uint32_t PointerBits(Entry entry) { return (entry >> 8) & 0xF; }
+  std::uint32_t MainBits() const { return mainBits_; }
+  std::uint32_t SubBits() const { return subBits_; }
+  const Entry* Entries() const { return entries_.data(); }
 
  private:
-  static constexpr std::uint32_t kFastBits = 10;
-
   // Goes on bit by bit from a code of `length` bits, one slot per length step.
   std::uint32_t DecodeSlow(DeflateStreamBitReader& reader, std::uint32_t code,
                            std::uint32_t length) const;
-  void BuildFastTable();
+  void BuildLookup(std::uint32_t lookupBits);
+  // The symbol a resolved entry stands for.
+  std::uint32_t SymbolOf(Entry entry) const;
+  std::uint32_t ReversedMain(std::uint32_t bits) const;
 
   struct Record {
     std::uint32_t code = 0;
@@ -68,12 +106,10 @@ class HuffmanTable {
   // Symbol for a slot, or -1 when no code has it.
   std::int32_t SymbolAt(std::uint32_t slot) const;
   std::array<Record, kMaxSymbols> records_{};
-  // Indexed by the next fastBits_ input bits as they arrive (first bit
-  // lowest). A resolved entry is symbol << 8 | kResolved | length; an
-  // unresolved one holds the fastBits_-bit code read so far << 8, and
-  // decoding goes on through the slots.
-  std::uint32_t fastBits_ = 0;
-  std::vector<std::uint32_t> fast_;
+  std::uint32_t mainBits_ = 0;
+  std::uint32_t subBits_ = 0;
+  Alphabet alphabet_;
+  std::vector<Entry> entries_;  // the first level, then the second-level tables
 };
 
 }  // namespace Ashgrove

@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "graphics/codecs/byte_block.h"
+#include "graphics/codecs/byte_sink.h"
 #include "graphics/codecs/exception.h"
 #include "graphics/codecs/stream_bit_reader.h"
 #include "graphics/codecs/stream_bit_writer.h"
@@ -53,6 +54,7 @@ class EncoderTable {
 }  // namespace
 
 LZWCompression::LZWCompression(std::uint32_t earlyChange) : earlyChange_(earlyChange) {}
+LZWCompression::~LZWCompression() = default;
 
 void LZWCompression::Compress(std::istream& input, std::ostream& output) {
   auto table = std::make_unique<EncoderTable>();
@@ -133,8 +135,13 @@ class History {
   // a copy like any other; they are never written out.
   static constexpr std::size_t kLiterals = 256;
 
-  explicit History(std::ostream& output) : output_(output), bytes_(kHistoryStart + kSlack) {
-    for (std::size_t i = 0; i < kLiterals; ++i) bytes_[i] = static_cast<unsigned char>(i);
+  // `bytes` is the storage, kept by the decoder from call to call (it may
+  // be replaced by a larger one here); it starts with the 256 literals,
+  // which nothing overwrites.
+  History(ByteSink output, ByteBlock& bytes) : output_(output), bytes_(bytes) {}
+
+  static void WriteLiterals(ByteBlock& bytes) {
+    for (std::size_t i = 0; i < kLiterals; ++i) bytes[i] = static_cast<unsigned char>(i);
   }
 
   std::size_t Size() const { return used_; }
@@ -167,8 +174,7 @@ class History {
 
   // Writes what the stream has not seen yet.
   void Flush() {
-    output_.write(reinterpret_cast<const char*>(bytes_.data() + flushed_),
-                  static_cast<std::streamsize>(used_ - flushed_));
+    output_.Write(bytes_.data() + flushed_, used_ - flushed_);
     flushed_ = used_;
   }
 
@@ -188,8 +194,8 @@ class History {
     bytes_ = std::move(larger);
   }
 
-  std::ostream& output_;
-  ByteBlock bytes_;
+  ByteSink output_;
+  ByteBlock& bytes_;
   std::size_t used_ = kLiterals;
   std::size_t flushed_ = kLiterals;
 };
@@ -201,12 +207,38 @@ struct Entry {
 
 }  // namespace
 
+// The decoder's buffers, kept from one call to the next. The literals at
+// the start of the history and the table's first 256 entries never change;
+// codes from 258 on are always written before they are read.
+struct LZWCompression::Work {
+  Work() {
+    History::WriteLiterals(history);
+    for (std::uint32_t code = 0; code < 256; ++code) table[code] = {code, 1};
+  }
+  ByteBlock history{kHistoryStart + kSlack};
+  std::unique_ptr<Entry[]> table = std::make_unique_for_overwrite<Entry[]>(kTableSize);
+};
+
+LZWCompression::Work& LZWCompression::DecoderWork() {
+  if (!work_) work_ = std::make_unique<Work>();
+  return *work_;
+}
+
 void LZWCompression::Decompress(std::istream& input, std::ostream& output) {
   StreamBitReader reader(input);
-  History history(output);
-  // Codes from 258 on are always written before they are read.
-  const auto table = std::make_unique_for_overwrite<Entry[]>(kTableSize);
-  for (std::uint32_t code = 0; code < 256; ++code) table[code] = {code, 1};
+  Decode(reader, ByteSink(output));
+}
+
+void LZWCompression::DecompressBytes(const unsigned char* data, std::size_t size,
+                                     std::vector<unsigned char>& output) {
+  StreamBitReader reader(data, size);
+  Decode(reader, ByteSink(output));
+}
+
+void LZWCompression::Decode(StreamBitReader& reader, ByteSink output) {
+  Work& work = DecoderWork();
+  History history(output, work.history);
+  Entry* const table = work.table.get();
   std::uint32_t width = kMinCodeWidth;
   std::uint32_t nextCode = kFirstFreeCode;
   // No previous string before the first Clear: a stream that starts with
@@ -248,15 +280,25 @@ void LZWCompression::Decompress(std::istream& input, std::ostream& output) {
     std::size_t used = history.Size();
     const std::size_t room = history.Room();
     const std::uint32_t early = earlyChange_;
-    while (inEnd - in >= 8 && used + kTableSize + kSlack <= room) {
+    while (used + kTableSize + kSlack <= room) {
       if (count < 16) {
-        std::uint64_t word;
-        std::memcpy(&word, in, 8);
-        if constexpr (std::endian::native == std::endian::little) word = __builtin_bswap64(word);
-        const std::uint32_t take = (63 - count) >> 3;
-        bits = (bits << (8 * take)) | (word >> (64 - 8 * take));
-        count += 8 * take;
-        in += take;
+        if (inEnd - in >= 8) {
+          std::uint64_t word;
+          std::memcpy(&word, in, 8);
+          if constexpr (std::endian::native == std::endian::little) word = __builtin_bswap64(word);
+          const std::uint32_t take = (63 - count) >> 3;
+          bits = (bits << (8 * take)) | (word >> (64 - 8 * take));
+          count += 8 * take;
+          in += take;
+        } else {
+          // The input's last bytes, one by one: small strips end here
+          // often, and their last codes need not leave this loop.
+          while (count <= 56 && in < inEnd) {
+            bits = (bits << 8) | *in++;
+            count += 8;
+          }
+          if (count < width) break;
+        }
       }
       const std::uint32_t code =
           static_cast<std::uint32_t>(bits >> (count - width)) & ((1u << width) - 1);

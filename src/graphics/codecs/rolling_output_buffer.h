@@ -5,30 +5,54 @@
 #include <cstdint>
 #include <cstring>
 #include <ostream>
+#include <vector>
 
 #include "graphics/codecs/byte_block.h"
+#include "graphics/codecs/byte_sink.h"
 
 namespace Ashgrove {
 
 // Repeats `length` bytes from `distance` bytes back, byte by byte in effect,
 // so that a length beyond the distance repeats the newest bytes. Writes up
-// to 7 bytes past the end; the caller keeps that much slack.
+// to 15 bytes past the end; the caller keeps that much slack.
 inline void CopyBackReference(unsigned char* to, std::uint32_t distance, std::uint32_t length) {
   const unsigned char* from = to - distance;
-  if (distance >= 8) {
-    for (std::uint32_t done = 0; done < length; done += 8) std::memcpy(to + done, from + done, 8);
+  if (distance >= 16) {
+    // Sixteen bytes at a time: each piece read lies wholly before the one
+    // being written, so overlapping copies repeat as Deflate asks.
+    for (std::uint32_t done = 0; done < length; done += 16) {
+      unsigned char piece[16];
+      std::memcpy(piece, from + done, 16);
+      std::memcpy(to + done, piece, 16);
+    }
+  } else if (distance >= 8) {
+    // The same eight bytes at a time; most matches are short, so the first
+    // two words go unconditionally.
+    std::uint64_t word;
+    std::memcpy(&word, from, 8);
+    std::memcpy(to, &word, 8);
+    std::memcpy(&word, from + 8, 8);
+    std::memcpy(to + 8, &word, 8);
+    for (std::uint32_t done = 16; done < length; done += 8) {
+      std::memcpy(&word, from + done, 8);
+      std::memcpy(to + done, &word, 8);
+    }
   } else if (distance == 1) {
-    std::memset(to, *from, length);
+    const std::uint64_t word = *from * 0x0101010101010101ULL;
+    for (std::uint32_t done = 0; done < length; done += 16) {
+      std::memcpy(to + done, &word, 8);
+      std::memcpy(to + done + 8, &word, 8);
+    }
   } else {
     for (std::uint32_t i = 0; i < length; ++i) to[i] = from[i];
   }
 }
 
 // Bytes are produced into one linear buffer that keeps at least the window
-// in front of the newest byte; whole blocks go to the stream, and the window
-// moves back to the front when the buffer fills. The stream must outlive
-// the buffer. Flush() hands over everything produced so far; the destructor
-// writes nothing.
+// in front of the newest byte; whole blocks go to the sink, and the window
+// moves back to the front when the buffer fills. The sink's target must
+// outlive the buffer. Flush() hands over everything produced so far; the
+// destructor writes nothing.
 class RollingOutputBuffer {
  public:
   static constexpr std::size_t kCapacity = 32768;
@@ -36,11 +60,26 @@ class RollingOutputBuffer {
   static constexpr std::size_t kMaxRun = 258;
   static constexpr std::size_t kSlack = 16;
 
+  // The storage a buffer works in: at least this many bytes.
+  static constexpr std::size_t kStorageSize = kCapacity + (std::size_t{1} << 18) + kMaxRun + kSlack;
+
   explicit RollingOutputBuffer(std::ostream& output);
+  // Works in `storage` (kStorageSize bytes, its contents not used), which a
+  // decoder keeps from one call to the next so that small inputs do not pay
+  // for a fresh buffer each time; it must outlive this buffer.
+  RollingOutputBuffer(ByteSink output, ByteBlock& storage);
+  // Works in `output`'s own storage, after what it already holds: the bytes
+  // are produced where they stay, and the window is simply what lies before
+  // them, so nothing is copied or moved. The vector grows ahead of the
+  // output in steps (within its capacity where that suffices; a caller that
+  // reserves the expected size plus kDirectSlack spares it reallocations)
+  // and is cut back to what was produced by Flush().
+  explicit RollingOutputBuffer(std::vector<unsigned char>& output);
+  static constexpr std::size_t kDirectSlack = kMaxRun + kSlack;
 
   // Makes room for at least kMaxRun more bytes (plus slack).
   void Reserve() {
-    if (position_ + kMaxRun + kSlack > buffer_.size()) Rotate();
+    if (position_ + kMaxRun + kSlack > end_) MakeRoom(kMaxRun + kSlack);
   }
 
   void Append(unsigned char byte) { buffer_[position_++] = byte; }
@@ -50,7 +89,7 @@ class RollingOutputBuffer {
   // available bytes" when the window does not yet hold `distance` bytes.
   void Copy(std::uint32_t distance, std::uint32_t length) {
     if (distance > Held()) CopyTooFar();
-    CopyBackReference(buffer_.data() + position_, distance, length);
+    CopyBackReference(buffer_ + position_, distance, length);
     position_ += length;
   }
 
@@ -59,22 +98,28 @@ class RollingOutputBuffer {
   // Before the first rotation everything produced is in front of the next
   // byte; after it the whole window is, so a distance is valid exactly when
   // it does not reach before Begin().
-  unsigned char* Begin() { return buffer_.data(); }
-  unsigned char* Next() { return buffer_.data() + position_; }
-  unsigned char* Limit() { return buffer_.data() + buffer_.size() - kMaxRun - kSlack; }
-  void SetNext(unsigned char* next) { position_ = static_cast<std::size_t>(next - buffer_.data()); }
+  unsigned char* Begin() { return buffer_; }
+  unsigned char* Next() { return buffer_ + position_; }
+  unsigned char* Limit() { return buffer_ + end_ - kMaxRun - kSlack; }
+  void SetNext(unsigned char* next) { position_ = static_cast<std::size_t>(next - buffer_); }
 
   void Flush();
 
  private:
   std::size_t Held() const { return position_ < kCapacity ? position_ : kCapacity; }
   [[noreturn]] static void CopyTooFar();
+  // Room for `count` more bytes: the buffer rotated, or the vector grown.
+  void MakeRoom(std::size_t count);
   void Rotate();
 
-  std::ostream& output_;
-  ByteBlock buffer_;
-  std::size_t position_ = 0;  // where the next byte goes
-  std::size_t flushed_ = 0;   // bytes before this have reached the stream
+  ByteSink output_;
+  ByteBlock owned_;
+  std::vector<unsigned char>* direct_ = nullptr;  // the vector written in place, if so
+  std::size_t base_ = 0;                          // where this output starts in it
+  unsigned char* buffer_;                         // the first byte of this output's storage
+  std::size_t end_;                               // bytes usable from buffer_
+  std::size_t position_ = 0;                      // where the next byte goes
+  std::size_t flushed_ = 0;                       // bytes before this have reached the stream
 };
 
 }  // namespace Ashgrove

@@ -10,20 +10,24 @@ namespace {
 constexpr std::size_t kBlockSize = 1 << 16;
 }
 
-StreamBitReader::StreamBitReader(std::istream& input) : input_(input), block_(kBlockSize) {}
+StreamBitReader::StreamBitReader(std::istream& input)
+    : input_(&input), block_(kBlockSize), bytes_(block_.data()) {}
+
+StreamBitReader::StreamBitReader(const unsigned char* data, std::size_t size)
+    : block_(0), bytes_(data), end_(size) {}
 
 bool StreamBitReader::ReadBlock() {
-  if (!input_.good()) return false;
-  input_.read(reinterpret_cast<char*>(block_.data()), static_cast<std::streamsize>(block_.size()));
+  if (input_ == nullptr || !input_->good()) return false;
+  input_->read(reinterpret_cast<char*>(block_.data()), static_cast<std::streamsize>(block_.size()));
   position_ = 0;
-  end_ = static_cast<std::size_t>(input_.gcount());
+  end_ = static_cast<std::size_t>(input_->gcount());
   return end_ > 0;
 }
 
 bool StreamBitReader::FillMsbFirst(std::uint32_t count) {
   while (count_ <= 56) {
     if (!EnsureBlock()) break;
-    accumulator_ = (accumulator_ << 8) | block_[position_++];
+    accumulator_ = (accumulator_ << 8) | bytes_[position_++];
     count_ += 8;
   }
   return count_ >= count;
@@ -56,8 +60,8 @@ void StreamBitReader::SkipToByteBoundary() { count_ -= count_ % 8; }
 
 bool StreamBitReader::MoreBytesFollow() {
   if (count_ >= 8 || position_ < end_) return true;
-  if (input_.eof()) return false;
-  return input_.peek() != std::char_traits<char>::eof();
+  if (input_ == nullptr || input_->eof()) return false;
+  return input_->peek() != std::char_traits<char>::eof();
 }
 
 }  // namespace Ashgrove

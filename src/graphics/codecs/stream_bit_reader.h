@@ -19,6 +19,9 @@ namespace Ashgrove {
 class StreamBitReader : public IBitReader {
  public:
   explicit StreamBitReader(std::istream& input);
+  // Reads the `size` bytes at `data` in place, without a stream or a copy;
+  // they must outlive the reader.
+  StreamBitReader(const unsigned char* data, std::size_t size);
 
   bool ReadBits(std::uint32_t count, BitSequence& bits) override;
   bool ReadByte(std::uint8_t& byte) override;
@@ -46,13 +49,11 @@ class StreamBitReader : public IBitReader {
     const unsigned char* next;
     const unsigned char* end;
   };
-  Raw Export() const {
-    return {accumulator_, count_, block_.data() + position_, block_.data() + end_};
-  }
+  Raw Export() const { return {accumulator_, count_, bytes_ + position_, bytes_ + end_}; }
   void Import(const Raw& raw) {
     accumulator_ = raw.accumulator;
     count_ = raw.count;
-    position_ = static_cast<std::size_t>(raw.next - block_.data());
+    position_ = static_cast<std::size_t>(raw.next - bytes_);
   }
 
  protected:
@@ -63,8 +64,9 @@ class StreamBitReader : public IBitReader {
     return ReadBlock();
   }
 
-  std::istream& input_;
+  std::istream* input_ = nullptr;  // null when reading from memory
   ByteBlock block_;
+  const unsigned char* bytes_;  // the block, or the memory read in place
   std::size_t position_ = 0;
   std::size_t end_ = 0;
   std::uint64_t accumulator_ = 0;

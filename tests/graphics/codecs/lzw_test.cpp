@@ -6,6 +6,7 @@
 
 #include "graphics/codecs/codec_runner.h"
 #include "graphics/codecs/lzw_compression.h"
+#include "graphics/codecs/sample_data.h"
 #include "graphics/codecs/stream_bit_writer.h"
 #include "graphics/codecs/tiff_prediction.h"
 
@@ -51,6 +52,45 @@ TEST(LZWDecoder, MalformedStreamsFailWithTheirMessage) {
     EXPECT_EQ(failure + testing::internal::GetCapturedStderr(), c.shown);
     if (failure.empty()) {
       EXPECT_EQ(output, Bytes(c.output.begin(), c.output.end()));
+    }
+  }
+}
+
+// The TIFF reader decodes a file's strips with one codec, which keeps its
+// tables from strip to strip: a strip after any other, a failed one
+// included, decodes as it does with a fresh codec, from bytes in place or
+// from a stream, and with its last codes close to the end of its bytes.
+TEST(LZWDecoder, OneCodecForManyStripsActsAsFreshOnes) {
+  std::vector<Bytes> strips;
+  for (std::size_t size : {0, 1, 2, 7, 300, 5000, 70'000}) {
+    Bytes plain = Vellum::Testing::LabelBitmap(313 * 8, 1 + size / 313);
+    plain.resize(size);
+    Bytes packed;
+    Ashgrove::LZWCompression encoder(1);
+    Ashgrove::CompressVector(encoder, plain, packed);
+    strips.push_back(packed);
+    packed.resize(packed.size() / 2);  // cut in two: fails
+    strips.push_back(packed);
+  }
+  strips.push_back(Codes({256, 'A', 300}));
+  strips.push_back(Codes({256, 'B', 'C', 258, 257}));
+  Ashgrove::LZWCompression shared(1);
+  for (int round = 0; round < 2; ++round) {
+    for (std::size_t i = 0; i < strips.size(); ++i) {
+      SCOPED_TRACE("strip " + std::to_string(i));
+      Ashgrove::LZWCompression fresh(1);
+      std::string expectedFailure, failure, streamFailure;
+      const Bytes expected = Vellum::Testing::Decode(fresh, strips[i], &expectedFailure);
+      Bytes inPlace;
+      try {
+        shared.DecompressBytes(strips[i].data(), strips[i].size(), inPlace);
+      } catch (const std::exception& e) {
+        failure = e.what();
+      }
+      EXPECT_EQ(failure, expectedFailure);
+      EXPECT_EQ(inPlace, expected);
+      EXPECT_EQ(Vellum::Testing::Decode(shared, strips[i], &streamFailure), expected);
+      EXPECT_EQ(streamFailure, expectedFailure);
     }
   }
 }

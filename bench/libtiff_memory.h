@@ -1,0 +1,60 @@
+// libtiff writing a TIFF file into memory (TIFFClientOpen over a byte
+// vector), so that its encoders can be timed into the same kind of
+// destination as ours, with no file system in the way.
+#pragma once
+
+#include <tiffio.h>
+
+#include <algorithm>
+#include <cstdint>
+#include <cstring>
+#include <vector>
+
+namespace Vellum::Bench {
+
+class MemoryTiff {
+ public:
+  explicit MemoryTiff(std::vector<unsigned char>& bytes) : bytes_(bytes) {}
+
+  // Opens for writing ("w") or reading ("r"); TIFFClose() ends it.
+  TIFF* Open(const char* mode) {
+    position_ = 0;
+    return TIFFClientOpen("memory", mode, this, Read, Write, Seek, Close, Size, Map, Unmap);
+  }
+
+ private:
+  static MemoryTiff& Of(thandle_t handle) { return *static_cast<MemoryTiff*>(handle); }
+
+  static tmsize_t Read(thandle_t handle, void* to, tmsize_t count) {
+    MemoryTiff& m = Of(handle);
+    const std::size_t left = m.position_ < m.bytes_.size() ? m.bytes_.size() - m.position_ : 0;
+    const std::size_t n = std::min(left, static_cast<std::size_t>(count));
+    std::memcpy(to, m.bytes_.data() + m.position_, n);
+    m.position_ += n;
+    return static_cast<tmsize_t>(n);
+  }
+  static tmsize_t Write(thandle_t handle, void* from, tmsize_t count) {
+    MemoryTiff& m = Of(handle);
+    const std::size_t end = m.position_ + static_cast<std::size_t>(count);
+    if (end > m.bytes_.size()) m.bytes_.resize(end);
+    std::memcpy(m.bytes_.data() + m.position_, from, static_cast<std::size_t>(count));
+    m.position_ = end;
+    return count;
+  }
+  static toff_t Seek(thandle_t handle, toff_t offset, int whence) {
+    MemoryTiff& m = Of(handle);
+    if (whence == SEEK_SET) m.position_ = offset;
+    if (whence == SEEK_CUR) m.position_ += offset;
+    if (whence == SEEK_END) m.position_ = m.bytes_.size() + offset;
+    return m.position_;
+  }
+  static int Close(thandle_t) { return 0; }
+  static toff_t Size(thandle_t handle) { return Of(handle).bytes_.size(); }
+  static int Map(thandle_t, void**, toff_t*) { return 0; }
+  static void Unmap(thandle_t, void*, toff_t) {}
+
+  std::vector<unsigned char>& bytes_;
+  std::size_t position_ = 0;
+};
+
+}  // namespace Vellum::Bench
