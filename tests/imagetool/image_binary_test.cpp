@@ -204,7 +204,7 @@ TEST(ImageBinary, FailuresLeaveNoFileBehind) {
        "old.prn",
        "vellum-image: The value of --copies must be from 1 to 9999: 0\nTry 'vellum-image "
        "--help'.\n"},
-      {{(dir / "fine.png").string()}, "no/such/dir/job.prn", "vellum-image: Cannot write "},
+      {{(dir / "fine.png").string()}, "no/such/dir/job.prn", "vellum-image: Unable to write "},
   };
   for (const Case& c : kCases) {
     std::vector<std::string> arguments = {"--width", "50", "--length",
