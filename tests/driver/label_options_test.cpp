@@ -22,14 +22,14 @@ TEST(LabelOptions, ChoicesAreTakenOrReportedAndLeftAlone) {
       {"TECLabelGap", "0", true, 0, false},
       {"TECLabelGap", "100mm", true, 1000, false},
       {"TECLabelGap", "100.1mm", false, 30, false},
-      {"TECLabelGap", "2.55mm", false, 30, false},
+      {"TECLabelGap", "2.55mm", true, 26, false},
       {"TECLabelGap", "-1mm", false, 30, false},
       {"TECLabelGap", "3 mm", false, 30, false},
       {"TECCut", "yes", true, 30, true},
       {"TECCut", "ON", true, 30, true},
       {"TECCut", "False", true, 30, false},
       {"TECCut", "maybe", false, 30, false},
-      {"Darkness", "dark", false, 30, false},
+      {"Darkness", "dark", true, 30, false},
       // Other options of the queue are not the driver's business.
       {"PageSize", "Custom.10x10mm", true, 30, false},
   };
@@ -72,9 +72,9 @@ TEST(LabelOptions, PageHeaderFieldsOutsideTheirChoicesAreRefused) {
 TEST(PageLabel, ResolutionsNearTheHeadsDotsAreTaken) {
   const struct {
     unsigned x, y, dotsPerMillimetre;  // 0: refused
-  } cases[] = {{199, 199, 0},  {200, 200, 8},  {203, 203, 8}, {204, 204, 8},  {205, 205, 0},
-               {300, 300, 12}, {305, 305, 12}, {306, 306, 0}, {600, 600, 24}, {609, 609, 24},
-               {610, 610, 24}, {611, 611, 0},  {203, 406, 0}, {0, 0, 0}};
+  } cases[] = {{199, 199, 0},  {200, 200, 8},  {203, 203, 8},  {206, 206, 8},  {207, 207, 0},
+               {300, 300, 12}, {309, 309, 12}, {310, 310, 0},  {600, 600, 24}, {609, 609, 24},
+               {619, 619, 24}, {620, 620, 0},  {203, 406, 0},  {0, 0, 0}};
   for (const auto& c : cases) {
     cups_page_header2_t header{};
     header.HWResolution[0] = c.x;

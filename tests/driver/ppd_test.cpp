@@ -61,7 +61,7 @@ cups_page_header2_t HeaderFor(const std::string& keyword, const std::string& cho
 }
 
 void ExpectSame(const LabelOptions& a, const LabelOptions& b, const std::string& what) {
-  EXPECT_EQ(a.halftone, b.halftone) << what;
+  EXPECT_EQ(a.method, b.method) << what;
   EXPECT_EQ(a.curve, b.curve) << what;
   EXPECT_EQ(a.gap, b.gap) << what;
   EXPECT_EQ(a.issue.sensor, b.issue.sensor) << what;

@@ -109,7 +109,7 @@ TEST(ImageOptions, Refused) {
       {With({"--sensor", "mark"}),
        "The value of --sensor must be one of none, transmissive, reflective: mark"},
       {With({"--gap", "-3"}), "The value of --gap must be a length in millimetres: -3"},
-      {With({"--gap", "3mm"}), "The value of --gap must be a length in millimetres: 3mm"},
+      {With({"--gap", "3 mm"}), "The value of --gap must be a length in millimetres: 3 mm"},
       {{"--width", "1000", "--length", "30", "a"},
        "The value of --width must be at most 999.9 mm: 1000"},
       {With({"--area", "1,2,3"}),
