@@ -10,6 +10,11 @@
 
 namespace Vellum::Testing {
 
+// Fills a filter directory (ServerBin's filter/) with links to every filter
+// Debian installed (cups-filters turns PNG and PDF into raster) and copies
+// of `filters`, programs of this build such as rastertovellum.
+void FillFilterDirectory(const std::string& directory, const std::vector<std::string>& filters);
+
 // Starts cupsd in the foreground on a unix socket inside a fresh directory
 // under /tmp (short, since a socket path must stay under 108 bytes) and waits
 // until "lpstat -r" sees it running; the destructor stops it with SIGTERM,
@@ -18,11 +23,9 @@ namespace Vellum::Testing {
 // queues. With SocketBackend::kDebian the socket backend is Debian's real one
 // (package cups), so a job on a socket:// queue really goes to that address.
 //
-// Jobs that are not raw need filters: given `filters` (programs of this
-// build, such as rastertovellum), the scheduler's filter directory holds
-// links to every filter Debian installed (cups-filters turns PNG and PDF into
-// raster) and copies of these, and its directory is opened to the
-// unprivileged user that cupsd runs filters as.
+// Jobs that are not raw need filters: given `filters`, the scheduler's filter
+// directory is filled as FillFilterDirectory fills it, and its directory is
+// opened to the unprivileged user that cupsd runs filters as.
 class CupsServer {
  public:
   enum class SocketBackend { kStub, kDebian };
