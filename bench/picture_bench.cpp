@@ -33,11 +33,11 @@
 #include <vector>
 
 #include "driver/label_filter.h"
-#include "driver/raster_pages.h"
+#include "support/raster_pages.h"
 #include "graphics/bitmap_from_image.h"
 #include "imagetool/picture_job.h"
 #include "picture/picture.h"
-#include "picture/picture_files.h"
+#include "support/picture_files.h"
 
 namespace {
 

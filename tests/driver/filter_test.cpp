@@ -10,16 +10,15 @@
 #include <atomic>
 #include <chrono>
 #include <fstream>
-#include <functional>
 #include <sstream>
 #include <thread>
 
-#include "driver/raster_pages.h"
 #include "graphics/bitmap_from_image.h"
 #include "labeljob/choice_words.h"
 #include "labeljob/label_job.h"
 #include "ppd/ppd_insertion.h"
 #include "support/process.h"
+#include "support/raster_pages.h"
 #include "support/rendered_job.h"
 
 namespace Vellum::Testing {
@@ -29,10 +28,9 @@ namespace LabelJob = Corvane::LabelJob;
 using Brindle::Bitmap;
 
 ProcessResult RunFilter(const std::string& raster, const std::string& options = "",
-                        const std::string& copies = "1", const std::string& ppd = "",
-                        std::vector<std::string> arguments = {"7", "user", "title"}) {
-  arguments.insert(arguments.end(), {copies, options});
-  return RunBuilt(RASTERTOVELLUM_BINARY, arguments, {{"PPD", ppd}}, raster);
+                        const std::string& copies = "1", const std::string& ppd = "") {
+  return RunBuilt(RASTERTOVELLUM_BINARY, {"7", "user", "title", copies, options}, {{"PPD", ppd}},
+                  raster);
 }
 
 // The canvas the library makes from the page: its pixels (luminance; black
@@ -150,15 +148,14 @@ class FilterJob : public testing::Test {
   // A copy of the driver's PPD with some lines replaced and its insertions
   // set as `vellum setprejob` and its kin set them.
   std::string QueuePPD(const std::vector<std::pair<std::string, std::string>>& replacements,
-                       const std::vector<std::array<std::string, 3>>& insertions = {},
-                       const std::string& queue = "queue") {
+                       const std::vector<std::array<std::string, 3>>& insertions = {}) {
     std::ifstream in(std::string(VELLUM_SOURCE_DIR) + "/ppd/tec.ppd");
     std::string ppd{std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
     for (const auto& [from, to] : replacements) ppd.replace(ppd.find(from), from.size(), to);
-    std::ofstream(dir_ / (queue + ".ppd"), std::ios::binary) << ppd;
+    std::ofstream(dir_ / "queue.ppd", std::ios::binary) << ppd;
     for (const auto& [keyword, type, value] : insertions)
-      Corvane::Vellum::Commands::SetInsertion(dir_.path(), queue, keyword, type, value);
-    return (dir_ / (queue + ".ppd")).string();
+      Corvane::Vellum::Commands::SetInsertion(dir_.path(), "queue", keyword, type, value);
+    return (dir_ / "queue.ppd").string();
   }
   // The label of a 203 dpi grey page with the queue's default dots.
   static std::string DefaultLabel(const RasterPage& page, const LabelJob::LabelGeometry& geometry,
@@ -211,8 +208,8 @@ TEST_F(FilterJob, OptionsComeFromThePPDThenTheJobThenThePageHeader) {
   EXPECT_EQ(
       RunFilter(raster_, job, "1", ppd).out,
       DefaultLabel(page_, Geometry(30, 12, 5), {1, LabelJob::Sensor::kNone, true, true, true}));
-  RasterPage page =
-      page_;  // the fields the PPD's choices set: Patterns, Lighter, Gap, 10 mm, no cut
+  // The fields the PPD's choices set: Patterns, Lighter, Gap, 10 mm, no cut.
+  RasterPage page = page_;
   for (int field = 0; field < 5; ++field)
     page.header.cupsInteger[field] = std::array{5u, 2u, 2u, 101u, 1u}[field];
   const LabelJob::LabelGeometry geometry = Geometry(30, 12, 100);
@@ -254,95 +251,75 @@ TEST_F(FilterJob, APPDBeingRewrittenIsReadOnceTheRewriteIsDone) {
 }
 
 // A page that cannot be printed ends the job after the whole labels before
-// it and the post-job insertion; what cannot start a job fails it with
-// nothing sent. Either way the job's log says why, after "ERROR:".
-TEST_F(FilterJob, FailuresLeaveWholeLabelsAndSayWhy) {
+// it and the post-job insertion, with the reason after "ERROR:" in the job's
+// log.
+TEST_F(FilterJob, ABadPageLeavesTheWholeLabelsBeforeIt) {
   const std::string ppd =
       QueuePPD({}, {{"PreJob", "string", "<job>"}, {"PostJob", "string", "</job>"}});
-  const std::string first = "<job>" + DefaultLabel(page_, Geometry(30, 12));
+  const std::string first = "<job>" + DefaultLabel(page_, Geometry(30, 12)) + "</job>";
   const std::string two = WriteRaster({page_, page_}, CUPS_RASTER_WRITE);
-  const auto odd = [&](const std::function<void(cups_page_header2_t&)>& change) {
-    RasterPage page = page_;
-    change(page.header);
-    page.rows.resize(static_cast<std::size_t>(page.header.cupsBytesPerLine) *
-                     page.header.cupsHeight);
-    return WriteRaster({page_, page});
+  const auto second = [&](const cups_page_header2_t& header) {
+    return WriteRaster({page_, MakePage(header, [](unsigned, unsigned) { return 7; })});
   };
-  const struct {
-    const char* name;
-    std::string raster, out, error;
-    std::vector<std::string> arguments = {"7", "user", "title"};
-    std::string ppd = "";
-  } kCases[] = {
-      {"second page cut short", two.substr(0, two.size() - 100), first + "</job>",
-       "Page 2: The page ends after " + std::to_string(page_.header.cupsHeight - 1) + " of its " +
-           std::to_string(page_.header.cupsHeight) + " rows"},
-      {"second header cut short", two.substr(0, two.size() / 2 + 100), first + "</job>",
-       "Page 2: The page header is cut short"},
-      {"CMYK", odd([](auto& h) { h = LabelHeader(30, 12, 203, CUPS_CSPACE_CMYK, 8, 4); }),
-       first + "</job>",
-       "Page 2: The raster has colour space 6 with 8 bits per colour, 32 per pixel, in order 0; "
-       "the "
-       "driver takes 8-bit grey (as its PPD asks), 1-bit grey or black, 8-bit black and chunky "
-       "8-bit RGB"},
-      {"16 bits", odd([](auto& h) { h = LabelHeader(30, 12, 203, CUPS_CSPACE_W, 16); }),
-       first + "</job>", "Page 2: The raster has colour space 0 with 16 bits"},
-      {"150 dpi", odd([](auto& h) { h = LabelHeader(30, 12, 150); }), first + "</job>",
-       "Page 2: The page's resolution is 150 x 150 dpi; the printer prints 203, 300 or 600 dpi, "
-       "the "
-       "same across and along the label"},
-      {"too wide", odd([](auto& h) { h.cupsPageSize[0] = 600; }), first + "</job>",
-       "Page 2: The page is 211.7 x 12.0 mm; a label is at most 170.0 mm wide and 999.9 mm long"},
-      {"odd header field", odd([](auto& h) { h.cupsInteger[0] = 9; }), first + "</job>",
-       "Page 2: The page header's cupsInteger0 (halftoning) is 9; it takes 0 to 5"},
-      {"not raster", "%PDF-1.7\n", "", "The input is not a CUPS raster stream"},
-      {"missing arguments",
-       raster_,
-       "",
-       "Usage: rastertovellum job-id user title copies options [file]",
-       {"7", "user"}},
-      {"copies",
-       raster_,
-       "",
-       "The number of copies is \"10000\"; it must be 1 to 9999",
-       {"7", "user", "title", "10000", ""}},
-      {"raster file",
-       "",
-       "",
-       "Unable to open the raster file /nonexistent.ras: No such file or directory",
-       {"7", "user", "title", "1", "", "/nonexistent.ras"}},
-      {"PPD gone",
-       raster_,
-       "",
-       "Unable to read the PPD file /nonexistent/queue.ppd: No such file or directory",
-       {},
-       "/nonexistent/queue.ppd"},
-      {"insertion file gone",
-       raster_,
-       "",
-       "Unable to read the pre-label insertion file /nonexistent/label.tpcl: No such file or "
-       "directory",
-       {},
-       QueuePPD({}, {{"PreLabel", "file", "/nonexistent/label.tpcl"}}, "other")},
-  };
-  for (const auto& c : kCases) {
-    const std::vector<std::string> arguments =
-        c.arguments.empty() ? std::vector<std::string>{"7", "user", "title", "1", ""} : c.arguments;
-    const bool whole = arguments.size() == 3;
-    const ProcessResult result =
-        whole ? RunFilter(c.raster, "", "1", ppd)
-              : RunBuilt(RASTERTOVELLUM_BINARY, arguments, {{"PPD", c.ppd}}, c.raster);
-    EXPECT_EQ(result.status, 1) << c.name;
-    EXPECT_EQ(result.out, c.out) << c.name;
-    EXPECT_NE(result.err.find("ERROR: " + c.error), std::string::npos)
-        << c.name << ": " << result.err;
+  const std::string rows = std::to_string(page_.header.cupsHeight);
+  for (const auto& [raster, error] :
+       {std::pair{two.substr(0, two.size() - 100), "Page 2: The page ends after " +
+                                                       std::to_string(page_.header.cupsHeight - 1) +
+                                                       " of its " + rows + " rows"},
+        std::pair{two.substr(0, two.size() / 2 + 100),
+                  std::string("Page 2: The page header is cut short")},
+        std::pair{second(LabelHeader(30, 12, 203, CUPS_CSPACE_CMYK, 8, 4)),
+                  std::string("Page 2: The raster has colour space 6 with 8 bits per colour, 32 "
+                              "per pixel, in order 0; the driver takes 8-bit grey (as its PPD "
+                              "asks), 1-bit grey or black, 8-bit black and chunky 8-bit RGB")},
+        std::pair{second(LabelHeader(30, 12, 150)),
+                  std::string("Page 2: The page's resolution is 150 x 150 dpi; the printer prints "
+                              "203, 300 or 600 dpi, the same across and along the label")}}) {
+    const ProcessResult result = RunFilter(raster, "", "1", ppd);
+    EXPECT_EQ(result.status, 1) << error;
+    EXPECT_EQ(result.out, first) << error;
+    EXPECT_EQ(result.err.substr(result.err.rfind("ERROR: ")), "ERROR: " + error + "\n");
   }
   // libcups reads a compressed stream ahead, header and all, so a second
   // header cut short there cannot be told from the end: one label is the job.
-  const std::string compressed = WriteRaster({page_, page_});
-  const ProcessResult ahead = RunFilter(compressed.substr(0, raster_.size() + 100), "", "1", ppd);
+  const ProcessResult ahead =
+      RunFilter(WriteRaster({page_, page_}).substr(0, raster_.size() + 100), "", "1", ppd);
   EXPECT_EQ(ahead.status, 0) << ahead.err;
-  EXPECT_EQ(ahead.out, first + "</job>");
+  EXPECT_EQ(ahead.out, first);
+}
+
+// What the job needs from outside is read before anything is sent: when it
+// cannot be had, nothing reaches the printer and the log says why.
+TEST_F(FilterJob, AJobThatCannotStartSendsNothing) {
+  const std::string missingFile = QueuePPD({}, {{"PreLabel", "file", "/nonexistent/label.tpcl"}});
+  const std::vector<std::string> job = {"7", "user", "title", "1", ""};
+  const struct {
+    std::vector<std::string> arguments;
+    std::string ppd, input, error;
+  } kCases[] = {
+      {job, "", "%PDF-1.7\n", "The input is not a CUPS raster stream"},
+      {{"7", "user"}, "", raster_, "Usage: rastertovellum job-id user title copies options [file]"},
+      {{"7", "user", "title", "10000", ""},
+       "",
+       raster_,
+       "The number of copies is \"10000\"; it must be 1 to 9999"},
+      {{"7", "user", "title", "1", "", "/nonexistent.ras"},
+       "",
+       "",
+       "Unable to open the raster file /nonexistent.ras: No such file or directory"},
+      {job, "/nonexistent/queue.ppd", raster_,
+       "Unable to read the PPD file /nonexistent/queue.ppd: No such file or directory"},
+      {job, missingFile, raster_,
+       "Unable to read the pre-label insertion file /nonexistent/label.tpcl: No such file or "
+       "directory"},
+  };
+  for (const auto& c : kCases) {
+    const ProcessResult result =
+        RunBuilt(RASTERTOVELLUM_BINARY, c.arguments, {{"PPD", c.ppd}}, c.input);
+    EXPECT_EQ(result.status, 1) << c.error;
+    EXPECT_EQ(result.out, "") << c.error;
+    EXPECT_EQ(result.err, "ERROR: " + c.error + "\n");
+  }
 }
 
 }  // namespace

@@ -1,18 +1,14 @@
 // The driver's PPD file: valid for CUPS, every choice understood by the
-// filter whichever way it arrives, and insertion lines that the insertion
-// commands edit and the filter reads back.
+// filter whichever way it arrives, every label size one the filter takes.
 #include <cups/cups.h>
 #include <gtest/gtest.h>
 
 #include <fstream>
 
-#include "driver/insertions.h"
 #include "driver/label_options.h"
 #include "driver/page_label.h"
 #include "driver/page_picture.h"
 #include "driver/ppd_choices.h"
-#include "graphics/tiff_tools.h"
-#include "ppd/ppd_insertion.h"
 #include "support/process.h"
 
 #pragma GCC diagnostic push
@@ -23,11 +19,6 @@ namespace Corvane::Driver {
 namespace {
 
 const std::string kPPD = std::string(VELLUM_SOURCE_DIR) + "/ppd/tec.ppd";
-
-std::string ReadText(const std::filesystem::path& path) {
-  std::ifstream in(path, std::ios::binary);
-  return {std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
-}
 
 // cupstestppd's verdict; the filter is looked for where the PPD is installed
 // beside it, not in the source tree.
@@ -116,33 +107,6 @@ TEST_F(DriverPPD, SizesResolutionsAndColourMakeLabelsTheFilterTakes) {
   for (const auto& [resolution, dotsPerMillimetre] :
        {std::pair{"203dpi", 8u}, {"300dpi", 12u}, {"600dpi", 24u}})
     EXPECT_EQ(DotsPerMillimetreOf(HeaderFor(ppd_, "Resolution", resolution)), dotsPerMillimetre);
-}
-
-TEST(DriverPPDInsertions, InsertionCommandsEditTheLinesTheFilterReads) {
-  ::Vellum::Testing::TempDir dir;
-  std::filesystem::copy_file(kPPD, dir / "labels.ppd");
-  std::ofstream(dir / "post.tpcl", std::ios::binary) << "{XX;post|}";
-  std::string expected = ReadText(kPPD);
-  const struct {
-    const char *keyword, *type;
-    std::string value, line;
-  } cases[] = {
-      {"PreJob", "string", "\\x1b{PJ|}\\n", "*TECPreJobInsertion String: \"\\e{PJ|}\\n\""},
-      {"PostJob", "file", (dir / "post.tpcl").string(),
-       "*TECPostJobInsertion File: \"" + (dir / "post.tpcl").string() + "\""},
-      {"PreLabel", "string", "caf\\xE9", "*TECPreLabelInsertion String: \"caf\\xe9\""},
-      {"PostLabel", "string", "{XX;\\t|}", "*TECPostLabelInsertion String: \"{XX;\\t|}\""},
-  };
-  for (const auto& c : cases) {
-    Vellum::Commands::SetInsertion(dir.path(), "labels", c.keyword, c.type, c.value);
-    const std::string empty = std::string("*TEC") + c.keyword + "Insertion String: \"\"";
-    expected.replace(expected.find(empty), empty.size(), c.line);
-    EXPECT_EQ(ReadText(dir / "labels.ppd"), expected) << c.keyword;  // exactly its own line
-  }
-  const Insertions insertions = ReadInsertions(ReadText(dir / "labels.ppd"));
-  EXPECT_EQ(insertions.preJob + insertions.postJob + insertions.preLabel + insertions.postLabel,
-            "\x1b{PJ|}\n{XX;post|}caf\xe9{XX;\t|}");
-  EXPECT_EQ(Cupstestppd((dir / "labels.ppd").string()).find("failed"), std::string::npos);
 }
 
 }  // namespace

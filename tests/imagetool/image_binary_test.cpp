@@ -19,12 +19,13 @@
 #include "imagetool/options.h"
 #include "imagetool/picture_job.h"
 #include "picture/picture.h"
-#include "picture/picture_files.h"
+#include "support/picture_files.h"
 
 namespace Vellum::Testing {
 namespace {
 
 namespace fs = std::filesystem;
+using Words = std::vector<std::string>;
 
 ProcessResult RunImage(const std::vector<std::string>& arguments, const std::string& input = "") {
   std::vector<std::string> line = VellumCommandLine({});
@@ -175,42 +176,29 @@ TEST(ImageBinary, OutputFileIsReplacedWholeOrNotAtAll) {
   Save(dir / "fine.png", png);
   std::ofstream(dir / "job.prn") << "old job";
   const std::string fine = (dir / "fine.png").string(), broken = (dir / "broken.png").string();
-  const struct {
-    std::vector<std::string> arguments;
-    std::string message;
-  } kCases[] = {
-      {{broken}, "vellum-image: " + broken + ": not a readable PNG picture ("},
-      {{(dir / "missing.png").string()},
-       "vellum-image: " + (dir / "missing.png").string() + ": No such file or directory\n"},
-      {{"--area", "0,0,60,10", fine}, "vellum-image: The picture's area reaches past the label\n"},
-      {{"--width", "999", "--length", "999", "--resolution", "600", fine},
-       "vellum-image: The label is too large at this resolution"},
-      {{"--copies", "0", fine},
-       "vellum-image: The value of --copies must be from 1 to 9999: 0\nTry 'vellum-image "
-       "--help'.\n"},
-  };
-  for (const auto& c : kCases) {
-    std::vector<std::string> arguments = {"-o", (dir / "job.prn").string()};
-    if (c.arguments[0] != "--width")
-      arguments.insert(arguments.end(), {"--width", "50", "--length", "30"});
-    arguments.insert(arguments.end(), c.arguments.begin(), c.arguments.end());
+  const std::string output = (dir / "job.prn").string();
+  for (const auto& [arguments, message] : std::initializer_list<std::pair<Words, std::string>>{
+           {{"--width", "50", "--length", "30", "-o", output, broken},
+            "vellum-image: " + broken + ": not a readable PNG picture ("},
+           {{"--width", "999", "--length", "999", "--resolution", "600", "-o", output, fine},
+            "vellum-image: The label is too large at this resolution"},
+           {{"--width", "50", "--length", "30", "--copies", "0", "-o", output, fine},
+            "vellum-image: The value of --copies must be from 1 to 9999: 0\nTry 'vellum-image "
+            "--help'.\n"},
+           {{"--width", "50", "--length", "30", "-o", (dir / "no/job.prn").string(), fine},
+            "vellum-image: Unable to write " + (dir / "no/job.prn").string()}}) {
     const ProcessResult result = RunImage(arguments);
-    EXPECT_EQ(result.status, 1) << c.message;
+    EXPECT_EQ(result.status, 1) << message;
     EXPECT_EQ(result.out, "");
-    EXPECT_EQ(result.err.rfind(c.message, 0), 0u) << result.err;
+    EXPECT_EQ(result.err.rfind(message, 0), 0u) << result.err;
   }
-  const ProcessResult noDirectory =
-      RunImage({"--width", "50", "--length", "30", "-o", (dir / "no/job.prn").string(), fine});
-  EXPECT_EQ(noDirectory.err.rfind("vellum-image: Unable to write ", 0), 0u) << noDirectory.err;
   EXPECT_EQ(ReadFile((dir / "job.prn").string()), "old job");
   EXPECT_EQ(std::distance(fs::directory_iterator(dir.path()), fs::directory_iterator()), 3);
 
   const mode_t mask = umask(0);
   umask(mask);
   ASSERT_EQ(chmod((dir / "job.prn").c_str(), 0600), 0);
-  ASSERT_EQ(
-      RunImage({"--width", "50", "--length", "30", "-o", (dir / "job.prn").string(), fine}).status,
-      0);
+  ASSERT_EQ(RunImage({"--width", "50", "--length", "30", "-o", output, fine}).status, 0);
   EXPECT_TRUE(ReadFile((dir / "job.prn").string()).ends_with("{XS;I,0001,0002C3000|}\n"));
   struct stat status {};
   ASSERT_EQ(stat((dir / "job.prn").c_str(), &status), 0);

@@ -12,7 +12,7 @@
 
 #include "graphics/tiff_tools.h"
 #include "picture/exif_orientation.h"
-#include "picture/picture_files.h"
+#include "support/picture_files.h"
 #include "picture/picture_formats.h"
 
 namespace Corvane::Picture {

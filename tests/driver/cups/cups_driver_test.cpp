@@ -16,7 +16,7 @@
 #include <tuple>
 
 #include "graphics/tiff_tools.h"
-#include "picture/picture_files.h"
+#include "support/picture_files.h"
 #include "support/cups_server.h"
 #include "support/process.h"
 #include "support/virtual_printer.h"

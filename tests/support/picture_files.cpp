@@ -1,4 +1,4 @@
-#include "picture/picture_files.h"
+#include "support/picture_files.h"
 
 // clang-format off
 // jpeglib.h uses size_t and FILE without including their headers.
