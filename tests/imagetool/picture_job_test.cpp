@@ -1,5 +1,5 @@
-// Pictures laid out on labels: where they go, the job's commands, and the
-// layouts that cannot print. (image_binary_test renders the jobs back.)
+// Pictures laid out on labels: where they go, and the layouts that cannot
+// print. (image_binary_test renders the jobs back.)
 #include "imagetool/picture_job.h"
 
 #include <gtest/gtest.h>
@@ -7,7 +7,6 @@
 #include <array>
 #include <functional>
 #include <optional>
-#include <sstream>
 
 namespace Corvane::ImageTool {
 namespace {
@@ -43,21 +42,6 @@ TEST(PictureJob, PictureIsFittedAndCentred) {
               (std::array<std::uint64_t, 4>{c.left, c.top, c.dotsWide, c.dotsHigh}))
         << c.width << "x" << c.height;
   }
-}
-
-TEST(PictureJob, JobCommandsInOrderAndWithoutIssue) {
-  PictureJobOptions options;
-  options.geometry = {500, 300, 30};
-  options.issueOptions.copies = 3;
-  options.issueOptions.cut = true;
-  const PictureLabel label = LayOutPicture(Grey(40, 40), options);
-  std::ostringstream job, combined;
-  WritePictureJob(job, label, options);
-  EXPECT_EQ(job.str().rfind("{D0330,0500,0300|}\n{C|}\n{SG;", 0), 0u);
-  EXPECT_TRUE(job.str().ends_with("|}\n{XS;I,0003,0012C3000|}\n"));
-  options.issue = false;
-  WritePictureJob(combined, label, options);
-  EXPECT_EQ(combined.str() + "{XS;I,0003,0012C3000|}\n", job.str());
 }
 
 TEST(PictureJob, LayoutsThatCannotPrintAreRefused) {

@@ -1,6 +1,5 @@
 // The label job writer: its graphics rendered back by the render command dot
-// for dot at every resolution, its commands as text, and the words people
-// choose printing with.
+// for dot at every resolution, and its commands as text.
 #include "labeljob/label_job.h"
 
 #include <gtest/gtest.h>
@@ -10,7 +9,6 @@
 #include <regex>
 #include <sstream>
 
-#include "labeljob/choice_words.h"
 #include "support/rendered_job.h"
 
 namespace Corvane::LabelJob {
@@ -132,30 +130,6 @@ TEST(LabelJobCommands, TextAndRefusals) {
       "! The label is too large at this resolution (23997 x 48000 dots; at most 268 million)");
   EXPECT_EQ(LabelCanvas({508, 468, 40}, 12).Width(), 609u);  // 50.8 mm at 12 dots/mm
   EXPECT_THROW((void)DotsPerMillimetre(200), LabelJobException);
-}
-
-TEST(ChoiceWords, WordsPeopleType) {
-  EXPECT_EQ(MethodNamed("screen32"), Brindle::kThirtyTwoScreenMethod);
-  EXPECT_EQ(MethodNamed("PATTERNS"), Brindle::kPatternMethod);
-  EXPECT_EQ(MethodNamed("floyd"), std::nullopt);
-  EXPECT_EQ(CurveNamed("darkest"), Brindle::kDarkestCurve);
-  EXPECT_EQ(CurveNamed("Normalish"), std::nullopt);
-  const struct {
-    const char* text;
-    std::optional<std::uint32_t> tenths;
-  } kLengths[] = {{"3", 30},
-                  {"3mm", 30},
-                  {"2.5", 25},
-                  {"25.44", 254},
-                  {"2.55mm", 26},
-                  {".5", 5},
-                  {"1234567", 12345670},
-                  {"12345678", {}},
-                  {"3 mm", {}},
-                  {"-1", {}},
-                  {"", {}},
-                  {"mm", {}}};
-  for (const auto& c : kLengths) EXPECT_EQ(ParseMillimetres(c.text), c.tenths) << c.text;
 }
 
 }  // namespace
