@@ -18,7 +18,7 @@ namespace Corvane::Driver {
 struct LabelOptions {
   std::int32_t method = Brindle::kFixedThresholdMethod;
   std::uint32_t curve = Brindle::kNormalCurve;
-  std::uint32_t gap = 30;   // tenths of a millimetre between labels
+  std::uint32_t gap = 30;  // tenths of a millimetre between labels
   LabelJob::IssueOptions issue;
 };
 

@@ -8,9 +8,8 @@ namespace Corvane::LabelJob {
 namespace {
 
 bool SameWord(std::string_view a, std::string_view b) {
-  return std::ranges::equal(a, b, [](unsigned char x, unsigned char y) {
-    return std::tolower(x) == std::tolower(y);
-  });
+  return std::ranges::equal(
+      a, b, [](unsigned char x, unsigned char y) { return std::tolower(x) == std::tolower(y); });
 }
 
 bool AllDigits(std::string_view text) {

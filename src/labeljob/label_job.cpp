@@ -233,10 +233,9 @@ void CheckCanvas(const LabelGeometry& geometry, unsigned dotsPerMillimetre) {
   const std::uint64_t width = TPCL::Dots(dotsPerMillimetre, geometry.width);
   const std::uint64_t height = TPCL::Dots(dotsPerMillimetre, geometry.Pitch());
   if (width * height > kMaxCanvasDots) {
-    throw LabelJobException("The label is too large at this resolution (" +
-                            std::to_string(width) + " x " + std::to_string(height) +
-                            " dots; at most " + std::to_string(kMaxCanvasDots / 1000000) +
-                            " million)");
+    throw LabelJobException("The label is too large at this resolution (" + std::to_string(width) +
+                            " x " + std::to_string(height) + " dots; at most " +
+                            std::to_string(kMaxCanvasDots / 1000000) + " million)");
   }
 }
 
