@@ -14,6 +14,16 @@
 
 namespace Vellum::Testing {
 
+SystemPPD::SystemPPD(const std::string& queue)
+    : path_(std::filesystem::path("/etc/cups/ppd") / (queue + ".ppd")),
+      createdDirectory_(std::filesystem::create_directories(path_.parent_path())) {}
+
+SystemPPD::~SystemPPD() {
+  std::error_code ignored;
+  std::filesystem::remove(path_, ignored);
+  if (createdDirectory_) std::filesystem::remove_all(path_.parent_path(), ignored);
+}
+
 void FillFilterDirectory(const std::string& directory, const std::vector<std::string>& filters) {
   std::filesystem::create_directories(directory);
   for (const auto& entry : std::filesystem::directory_iterator("/usr/lib/cups/filter"))

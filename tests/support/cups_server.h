@@ -3,6 +3,7 @@
 
 #include <sys/types.h>
 
+#include <filesystem>
 #include <string>
 #include <vector>
 
@@ -14,6 +15,22 @@ namespace Vellum::Testing {
 // Debian installed (cups-filters turns PNG and PDF into raster) and copies
 // of `filters`, programs of this build such as rastertovellum.
 void FillFilterDirectory(const std::string& directory, const std::vector<std::string>& filters);
+
+// A queue's PPD file in /etc/cups/ppd/, the place where vellum's insertion
+// commands edit it: the directory is made if missing, and the file (and the
+// directory, if made here) removed with the object, however the test ends.
+class SystemPPD {
+ public:
+  explicit SystemPPD(const std::string& queue);
+  ~SystemPPD();
+  SystemPPD(const SystemPPD&) = delete;
+  SystemPPD& operator=(const SystemPPD&) = delete;
+  [[nodiscard]] const std::filesystem::path& Path() const { return path_; }
+
+ private:
+  std::filesystem::path path_;
+  bool createdDirectory_;
+};
 
 // Starts cupsd in the foreground on a unix socket inside a fresh directory
 // under /tmp (short, since a socket path must stay under 108 bytes) and waits

@@ -10,14 +10,13 @@
 #include <array>
 #include <filesystem>
 #include <fstream>
-#include <functional>
 #include <regex>
 #include <sstream>
 #include <tuple>
 
 #include "graphics/tiff_tools.h"
-#include "support/picture_files.h"
 #include "support/cups_server.h"
+#include "support/picture_files.h"
 #include "support/process.h"
 #include "support/virtual_printer.h"
 
@@ -93,16 +92,8 @@ TEST(DriverThroughCups, APNGBecomesALabelAndTheInsertionsShowUp) {
 
   // The insertion commands edit the queue's PPD under /etc/cups/ppd/; this
   // scheduler keeps it in its own directory, so a link joins the two.
-  const fs::path link = fs::path("/etc/cups/ppd") / (queue + ".ppd");
-  const bool createdDirectory = fs::create_directories(link.parent_path());
-  const struct Cleanup {
-    std::function<void()> run;
-    ~Cleanup() { run(); }
-  } cleanup{[&] {
-    fs::remove(link);
-    if (createdDirectory) fs::remove_all(link.parent_path());
-  }};
-  fs::create_symlink(fs::path(cups.PPDDirectory()) / (queue + ".ppd"), link);
+  const SystemPPD link(queue);
+  fs::create_symlink(fs::path(cups.PPDDirectory()) / (queue + ".ppd"), link.Path());
   std::ofstream(dir / "post-label.tpcl", std::ios::binary) << "{XX;post-label|}\n";
   fs::permissions(dir.path(), fs::perms(0755));
   for (const auto& [command, type, value] :
