@@ -9,6 +9,8 @@
 #include <algorithm>
 #include <filesystem>
 #include <fstream>
+#include <iterator>
+#include <sstream>
 
 // clang-format off
 // First, so that its own ReadFile is the one its helpers see.
@@ -63,11 +65,37 @@ std::vector<unsigned char> Expected(const Corvane::ImageTool::PictureLabel& labe
 }
 
 struct FileCase {
-  const char* name;
-  std::function<Bytes()> write;
-  std::vector<std::string> options;
+  const char* name;  // its ending says the format
+  unsigned width, height, channels, bits;
+  const char* options;
 };
 void PrintTo(const FileCase& c, std::ostream* out) { *out << c.name; }
+
+// The picture of the case in its format: PNG grey, RGB or RGBA (or a palette
+// of 4-bit indices), JPEG, TIFF (fax-coded when one-bit, else LZW), raw PGM or
+// PPM.
+Bytes File(const FileCase& c) {
+  const Samples s = Picture(c.width, c.height, c.channels, c.bits);
+  const std::string name = c.name;
+  if (name.ends_with(".jpg")) return WriteJPEG(s, 85);
+  if (name.ends_with(".tif"))
+    return c.bits == 1 ? WriteTIFF(s, {PHOTOMETRIC_MINISWHITE, COMPRESSION_CCITTFAX4})
+                       : WriteTIFF(s, {c.channels == 3 ? PHOTOMETRIC_RGB : PHOTOMETRIC_MINISBLACK,
+                                       COMPRESSION_LZW});
+  if (name.ends_with(".png")) {
+    std::vector<std::uint8_t> palette(c.bits == 4 ? 48 : 0);
+    for (std::size_t i = 0; i < palette.size(); ++i) palette[i] = std::uint8_t(i * 16 + i % 3);
+    const int type = c.bits == 4       ? PNG_COLOR_TYPE_PALETTE
+                     : c.channels == 1 ? PNG_COLOR_TYPE_GRAY
+                     : c.channels == 3 ? PNG_COLOR_TYPE_RGB
+                                       : PNG_COLOR_TYPE_RGB_ALPHA;
+    return WritePNG(s, {type, false, palette});
+  }
+  std::string pnm = (c.channels == 3 ? "P6 " : "P5 ") + std::to_string(c.width) + " " +
+                    std::to_string(c.height) + " 255\n";
+  for (std::uint32_t v : s.values) pnm += static_cast<char>(v);
+  return Bytes(pnm.begin(), pnm.end());
+}
 
 class ImageBinaryFormats : public ::testing::TestWithParam<FileCase> {};
 
@@ -77,11 +105,12 @@ TEST_P(ImageBinaryFormats, RenderShowsTheLibrarysDots) {
   const FileCase& c = GetParam();
   TempDir dir;
   const fs::path picture = dir / c.name;
-  Save(picture, c.write());
+  Save(picture, File(c));
   // 30.3 x 20.1 mm: odd dot counts at every resolution.
   std::vector<std::string> arguments = {"--width", "30.3", "--length", "20.1",
                                         "--gap",   "2.5",  "-o",       (dir / "job.prn").string()};
-  arguments.insert(arguments.end(), c.options.begin(), c.options.end());
+  std::istringstream words(c.options);
+  arguments.insert(arguments.end(), std::istream_iterator<std::string>(words), {});
   arguments.push_back(picture.string());
   const ProcessResult made = RunImage(arguments);
   ASSERT_EQ(made.status, 0) << made.err;
@@ -104,52 +133,17 @@ TEST_P(ImageBinaryFormats, RenderShowsTheLibrarysDots) {
 INSTANTIATE_TEST_SUITE_P(
     Files, ImageBinaryFormats,
     ::testing::Values(
-        FileCase{"grey.png",
-                 [] { return WritePNG(Picture(97, 61, 1, 8), {PNG_COLOR_TYPE_GRAY}); },
-                 {"--method", "screen1"}},
-        FileCase{"photo.jpg",
-                 [] { return WriteJPEG(Picture(160, 120, 3, 8), 85); },
-                 {"--resolution", "300", "--method", "screen2", "--rotate", "90"}},
-        FileCase{"fax.tif",
-                 [] {
-                   return WriteTIFF(Picture(75, 50, 1, 1), {PHOTOMETRIC_MINISWHITE, 4});
-                 },
-                 {"--resolution", "600", "--method", "screen32", "--stretch"}},
-        FileCase{"pixel.png",
-                 [] { return WritePNG(Picture(1, 1, 1, 8), {PNG_COLOR_TYPE_GRAY}); },
-                 {"--method", "threshold", "--curve", "lightest", "--rotate", "270"}},
-        FileCase{"thin.ppm",
-                 [] {
-                   std::string ppm = "P6 3 211 255\n";
-                   for (std::uint32_t v : Picture(3, 211, 3, 8).values) ppm += char(v);
-                   return Bytes(ppm.begin(), ppm.end());
-                 },
-                 {"--resolution", "300", "--method", "threshold", "--curve", "light", "--area",
-                  "1.7,0.9,21.1,15"}},
-        FileCase{"rgba16.png",
-                 [] { return WritePNG(Picture(90, 70, 4, 16), {PNG_COLOR_TYPE_RGB_ALPHA}); },
-                 {"--resolution", "600", "--method", "threshold", "--curve", "darker"}},
-        FileCase{"rgb.tif",
-                 [] {
-                   return WriteTIFF(Picture(50, 40, 3, 8), {PHOTOMETRIC_RGB, 5});
-                 },
-                 {"--method", "patterns", "--curve", "lighter", "--rotate", "180"}},
-        FileCase{"palette.png",
-                 [] {
-                   std::vector<std::uint8_t> palette;
-                   for (unsigned i = 0; i < 48; ++i)
-                     palette.push_back(std::uint8_t(i * 16 + i % 3));
-                   return WritePNG(Picture(64, 64, 1, 4), {PNG_COLOR_TYPE_PALETTE, false, palette});
-                 },
-                 {"--resolution", "300", "--method", "patterns", "--curve", "dark", "--area",
-                  "2,2,20,12", "--stretch"}},
-        FileCase{"art.pbm",
-                 [] {
-                   std::string pbm = "P1\n9 5\n";
-                   for (int i = 0; i < 45; ++i) pbm += i % 3 == 0 ? "1 " : "0 ";
-                   return Bytes(pbm.begin(), pbm.end());
-                 },
-                 {"--resolution", "600", "--method", "patterns", "--curve", "darkest"}}),
+        FileCase{"grey.png", 97, 61, 1, 8, "--method screen1"},
+        FileCase{"photo.jpg", 160, 120, 3, 8, "--resolution 300 --method screen2 --rotate 90"},
+        FileCase{"fax.tif", 75, 50, 1, 1, "--resolution 600 --method screen32 --stretch"},
+        FileCase{"pixel.pgm", 1, 1, 1, 8, "--method threshold --curve lightest --rotate 270"},
+        FileCase{"thin.ppm", 3, 211, 3, 8,
+                 "--resolution 300 --method threshold --curve light --area 1.7,0.9,21.1,15"},
+        FileCase{"rgba16.png", 90, 70, 4, 16, "--resolution 600 --method threshold --curve darker"},
+        FileCase{"rgb.tif", 50, 40, 3, 8, "--method patterns --curve lighter --rotate 180"},
+        FileCase{"palette.png", 64, 64, 1, 4,
+                 "--resolution 300 --method patterns --curve dark --area 2,2,20,12 --stretch"},
+        FileCase{"grey.jpg", 41, 23, 1, 8, "--resolution 600 --method patterns --curve darkest"}),
     [](const auto& info) {
       std::string name = info.param.name;
       std::replace(name.begin(), name.end(), '.', '_');
