@@ -33,11 +33,11 @@
 #include <vector>
 
 #include "driver/label_filter.h"
-#include "driver/raster_pages.h"
+#include "support/raster_pages.h"
 #include "graphics/bitmap_from_image.h"
 #include "imagetool/picture_job.h"
 #include "picture/picture.h"
-#include "picture/picture_files.h"
+#include "support/picture_files.h"
 
 namespace {
 
@@ -179,7 +179,6 @@ Corvane::Driver::RasterInput RasterFrom(const std::string& bytes) {
 // job), in pages per second against BitmapFromImage alone on the same
 // pixels; reading the raster is the part shown apart. No goal is set.
 std::vector<Case> FilterCases() {
-  using Corvane::Driver::Halftone;
   std::vector<Case> cases;
   for (unsigned dpi : {203u, 609u}) {
     std::uint32_t noise = 1;
@@ -202,13 +201,13 @@ std::vector<Case> FilterCases() {
       for (unsigned y = 0; y < page.cupsHeight; ++y)
         input.ReadRow(picture->Data().data() + std::size_t{y} * page.cupsBytesPerLine);
     }
-    for (Halftone halftone : {Halftone::kThreshold, Halftone::kScreen1}) {
+    for (std::int32_t method : {Brindle::kFixedThresholdMethod, Brindle::kFirstScreenMethod}) {
       Corvane::Driver::JobSettings settings;
-      settings.options.halftone = halftone;
-      const std::int32_t method = Corvane::Driver::DitherMethod(halftone);
+      settings.options.method = method;
       cases.push_back(
-          {std::string("filter, ") + (halftone == Halftone::kThreshold ? "threshold" : "screen1") +
-               ", " + (dpi == 203 ? "203" : "600") + " dpi",
+          {std::string("filter, ") +
+               (method == Brindle::kFixedThresholdMethod ? "threshold" : "screen1") + ", " +
+               (dpi == 203 ? "203" : "600") + " dpi",
            "pages/s", 1.0,
            [raster, settings] {
              auto input = RasterFrom(*raster);

@@ -11,6 +11,7 @@
 #include <sstream>
 
 #include "driver/label_filter.h"
+#include "labeljob/choice_words.h"
 
 // libcupsimage allocates a page's line (calloc of cupsBytesPerLine bytes, up
 // to 4 GiB) while it reads a page header, before the filter can refuse a line
@@ -27,7 +28,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   using namespace Corvane::Driver;
   if (size == 0) return 0;
   JobSettings settings;
-  settings.options.halftone = static_cast<Halftone>(data[0] % 5);
+  settings.options.method = Corvane::LabelJob::kMethodWords[data[0] % 5].method;
   settings.options.curve = (data[0] >> 3) % 7;
   settings.copies = 1 + (data[0] >> 6);
   settings.insertions = {"<job>", "</job>", "<label>", "</label>"};

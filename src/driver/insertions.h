@@ -26,10 +26,10 @@ inline constexpr std::size_t kLargestInsertionFile = 16 << 20;
 // backslash escapes decoded, as `vellum tpcl` decodes them; a File value names
 // a file (its escapes decoded too) whose bytes are the insertion. Throws
 // Corvane::IOException "Unable to read the <which> insertion file <path>:
-// <reason>" for a file that cannot be read or is larger than
-// kLargestInsertionFile, UnknownEscapeException for an escape the table does
-// not know, and what Vellum::Commands::FindInsertion throws for a malformed
-// line.
+// <reason>" for a file that cannot be read, is not a regular file (a pipe or
+// a device might never end) or is larger than kLargestInsertionFile;
+// UnknownEscapeException "The <which> insertion holds an unknown escape \q";
+// and what Vellum::Commands::FindInsertion throws for a malformed line.
 Insertions ReadInsertions(std::string_view ppd);
 
 }  // namespace Corvane::Driver

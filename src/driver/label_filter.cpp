@@ -1,10 +1,12 @@
 #include "driver/label_filter.h"
 
+#include <new>
 #include <sstream>
 #include <string>
 #include <utility>
 
 #include "driver/page_label.h"
+#include "labeljob/choice_words.h"
 #include "labeljob/label_job.h"
 
 namespace Corvane::Driver {
@@ -22,7 +24,7 @@ std::string Label(RasterInput& input, const cups_page_header2_t& header,
                   std::ostream& messages) {
   try {
     const LabelOptions options = ApplyPageHeader(settings.options, header);
-    if (!TakesToneCurve(options.halftone) && options.curve != Brindle::Bitmap::kNormalCurve &&
+    if (!LabelJob::TakesToneCurve(options.method) && options.curve != Brindle::kNormalCurve &&
         !warnedOfCurve) {
       messages << "WARNING: Darkness sets the threshold and the patterns; the screens print "
                   "with the normal darkness\n";
@@ -45,6 +47,8 @@ std::string Label(RasterInput& input, const cups_page_header2_t& header,
              << " tenths of a millimetre, gap " << geometry.gap << ", " << dotsPerMillimetre
              << " dots/mm\n";
     return std::move(label).str();
+  } catch (const std::bad_alloc&) {
+    throw PageException("Page " + std::to_string(number) + ": not enough memory for this page");
   } catch (const std::exception& e) {
     throw PageException("Page " + std::to_string(number) + ": " + e.what());
   }

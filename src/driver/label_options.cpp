@@ -4,27 +4,16 @@
 #include <array>
 #include <cctype>
 #include <optional>
-#include <regex>
 #include <string_view>
 
 #include "core/exception.h"
-#include "graphics/bitmap_from_image.h"
+#include "labeljob/choice_words.h"
 
 namespace Corvane::Driver {
 namespace {
 
 using LabelJob::Sensor;
 
-constexpr std::array<std::pair<std::string_view, Halftone>, 5> kHalftones = {{
-    {"Screen1", Halftone::kScreen1},
-    {"Screen2", Halftone::kScreen2},
-    {"Screen32", Halftone::kScreen32},
-    {"Threshold", Halftone::kThreshold},
-    {"Patterns", Halftone::kPatterns},
-}};
-// Index = tone curve code.
-constexpr std::array<std::string_view, 7> kCurves = {"Lightest", "Lighter", "Light",  "Normal",
-                                                     "Dark",     "Darker",  "Darkest"};
 // Index + 1 = the page header's value.
 constexpr std::array<std::pair<std::string_view, Sensor>, 3> kTracking = {{
     {"Continuous", Sensor::kNone},
@@ -50,17 +39,6 @@ std::optional<bool> ParseBoolean(const std::string& choice) {
   return std::nullopt;
 }
 
-// "3mm", "2.5mm" or "2.5": tenths of a millimetre.
-std::optional<std::uint32_t> ParseGap(const std::string& choice) {
-  static const std::regex kGap("^(\\d{1,3})(\\.(\\d))?(mm)?$");
-  std::smatch match;
-  if (!std::regex_match(choice, match, kGap)) return std::nullopt;
-  const std::uint32_t tenths = static_cast<std::uint32_t>(
-      std::stoul(match[1].str()) * 10 + (match[3].matched ? match[3].str()[0] - '0' : 0));
-  if (tenths > kLargestGap) return std::nullopt;
-  return tenths;
-}
-
 template <typename Table>
 auto Find(const Table& table, const std::string& choice)
     -> std::optional<decltype(table[0].second)> {
@@ -72,14 +50,14 @@ auto Find(const Table& table, const std::string& choice)
 // Applies one choice; false when the option does not take it.
 bool Apply(LabelOptions& options, const std::string& keyword, const std::string& choice) {
   if (keyword == "TECHalftone") {
-    const auto halftone = Find(kHalftones, choice);
-    if (halftone) options.halftone = *halftone;
-    return halftone.has_value();
+    const auto method = LabelJob::MethodNamed(choice);
+    if (method) options.method = *method;
+    return method.has_value();
   }
   if (keyword == "Darkness") {
-    const auto curve = std::find(kCurves.begin(), kCurves.end(), choice);
-    if (curve != kCurves.end()) options.curve = static_cast<std::uint32_t>(curve - kCurves.begin());
-    return curve != kCurves.end();
+    const auto curve = LabelJob::CurveNamed(choice);
+    if (curve) options.curve = *curve;
+    return curve.has_value();
   }
   if (keyword == "TECMediaTracking") {
     const auto sensor = Find(kTracking, choice);
@@ -87,9 +65,10 @@ bool Apply(LabelOptions& options, const std::string& keyword, const std::string&
     return sensor.has_value();
   }
   if (keyword == "TECLabelGap") {
-    const auto gap = ParseGap(choice);
-    if (gap) options.gap = *gap;
-    return gap.has_value();
+    const auto gap = LabelJob::ParseMillimetres(choice);
+    if (!gap || *gap > kLargestGap) return false;
+    options.gap = *gap;
+    return true;
   }
   const std::optional<bool> on = ParseBoolean(choice);
   if (!on) return false;
@@ -131,9 +110,9 @@ LabelOptions ApplyChoices(LabelOptions base, const std::map<std::string, std::st
 }
 
 LabelOptions ApplyPageHeader(LabelOptions base, const cups_page_header2_t& header) {
-  if (const unsigned value = HeaderChoice(header, 0, kHalftones.size(), "halftoning"))
-    base.halftone = kHalftones[value - 1].second;
-  if (const unsigned value = HeaderChoice(header, 1, kCurves.size(), "darkness"))
+  if (const unsigned value = HeaderChoice(header, 0, LabelJob::kMethodWords.size(), "halftoning"))
+    base.method = LabelJob::kMethodWords[value - 1].method;
+  if (const unsigned value = HeaderChoice(header, 1, LabelJob::kCurveWords.size(), "darkness"))
     base.curve = value - 1;
   if (const unsigned value = HeaderChoice(header, 2, kTracking.size(), "media tracking"))
     base.issue.sensor = kTracking[value - 1].second;
@@ -142,22 +121,6 @@ LabelOptions ApplyPageHeader(LabelOptions base, const cups_page_header2_t& heade
   HeaderBoolean(header, 5, "strip", base.issue.strip);
   HeaderBoolean(header, 6, "ribbon", base.issue.ribbon);
   return base;
-}
-
-std::int32_t DitherMethod(Halftone halftone) {
-  switch (halftone) {
-    case Halftone::kScreen1:
-      return Brindle::kFirstScreenMethod;
-    case Halftone::kScreen2:
-      return Brindle::kSecondScreenMethod;
-    case Halftone::kScreen32:
-      return Brindle::kThirtyTwoScreenMethod;
-    case Halftone::kThreshold:
-      return Brindle::kFixedThresholdMethod;
-    case Halftone::kPatterns:
-      break;
-  }
-  return Brindle::kPatternMethod;
 }
 
 }  // namespace Corvane::Driver

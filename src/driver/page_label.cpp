@@ -1,14 +1,21 @@
 #include "driver/page_label.h"
 
 #include <cmath>
+#include <cstdlib>
 #include <string>
 
 #include "core/exception.h"
 #include "driver/page_picture.h"
 #include "graphics/bitmap_from_image.h"
+#include "labeljob/choice_words.h"
 
 namespace Corvane::Driver {
 namespace {
+
+// How far, in thousandths, a page's resolution may be from the head's: 200
+// dpi, the round figure below 203.2, is 16 thousandths off, and a label of
+// 100 mm printed from it is 1.6 mm short.
+constexpr long kResolutionTolerance = 16;
 
 // Points (1/72 inch) to tenths of a millimetre, rounded; 0 for nonsense.
 std::uint64_t Tenths(double points) {
@@ -24,10 +31,12 @@ std::string Millimetres(std::uint64_t tenths) {
 
 unsigned DotsPerMillimetreOf(const cups_page_header2_t& header) {
   const unsigned x = header.HWResolution[0], y = header.HWResolution[1];
-  if (x == y) {
-    if (x >= 200 && x <= 204) return 8;
-    if (x >= 300 && x <= 305) return 12;
-    if (x >= 600 && x <= 610) return 24;
+  for (const LabelJob::Resolution& r : LabelJob::kResolutions) {
+    // Tenths of a dot per inch: the head's exact figure, 25.4 x dots/mm.
+    const long exact = 254L * r.dotsPerMillimetre;
+    if (x == y && std::labs(10L * x - exact) * 1000 <= exact * kResolutionTolerance) {
+      return r.dotsPerMillimetre;
+    }
   }
   throw UnimplementedException("The page's resolution is " + std::to_string(x) + " x " +
                                std::to_string(y) +
@@ -62,9 +71,8 @@ Brindle::Bitmap PageCanvas(RasterInput& input, const cups_page_header2_t& header
   // rectangle in pixels: the picture keeps its size, one pixel per dot.
   const Brindle::LabelRectangle rectangle{0, 0, picture.Width(), picture.Height()};
   const std::uint32_t curve =
-      TakesToneCurve(options.halftone) ? options.curve : Brindle::Bitmap::kNormalCurve;
-  canvas.Draw(
-      Brindle::BitmapFromImage(picture, rectangle, 10.0, 0, DitherMethod(options.halftone), curve));
+      LabelJob::TakesToneCurve(options.method) ? options.curve : Brindle::kNormalCurve;
+  canvas.Draw(Brindle::BitmapFromImage(picture, rectangle, 10.0, 0, options.method, curve));
   return canvas;
 }
 

@@ -20,8 +20,9 @@ inline constexpr std::uint32_t kWidestLabel = 1700;
 inline constexpr std::uint32_t kLongestLabel = 9999;
 
 // The print head's dots per millimetre for the page's HWResolution: 8, 12 or
-// 24, which are 203.2, 304.8 and 609.6 dots per inch; so 200 to 204 dpi give
-// 8, 300 to 305 give 12 and 600 to 610 give 24. Throws
+// 24 (LabelJob::kResolutions), which are 203.2, 304.8 and 609.6 dots per inch,
+// for a resolution within 1.6 % of one of them, so 200 to 206 dpi give 8, 300
+// to 309 give 12 and 600 to 619 give 24. Throws
 // Corvane::UnimplementedException for any other resolution or one that
 // differs across and along the page.
 unsigned DotsPerMillimetreOf(const cups_page_header2_t& header);

@@ -8,8 +8,8 @@
 #include <string>
 #include <vector>
 
+#include "core/atomic_file.h"
 #include "imagetool/options.h"
-#include "imagetool/output_file.h"
 #include "imagetool/picture_job.h"
 #include "picture/picture.h"
 
@@ -40,9 +40,9 @@ int main(int argc, char** argv) {
     std::ostringstream job;
     WritePictureJob(job, label, line.job);
     if (line.output.empty()) {
-      WriteAll(STDOUT_FILENO, job.view(), "standard output");
+      Corvane::WriteAll(STDOUT_FILENO, job.view(), "standard output");
     } else {
-      WriteFileAtomically(line.output, job.view());
+      Corvane::WriteFileAtomically(line.output, job.view());
     }
   } catch (const std::bad_alloc&) {
     std::cerr << "vellum-image: " << line.picture << ": not enough memory for this picture\n";

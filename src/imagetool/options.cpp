@@ -7,7 +7,7 @@
 #include <optional>
 #include <set>
 
-#include "graphics/tone_curves.h"
+#include "labeljob/choice_words.h"
 
 namespace Corvane::ImageTool {
 
@@ -18,33 +18,18 @@ std::string Lower(std::string text) {
   return text;
 }
 
-// Millimetres with any number of decimals, to tenths rounded to the nearest.
-std::uint64_t Tenths(const std::string& option, const std::string& value) {
-  const std::size_t point = value.find('.');
-  const std::string whole = value.substr(0, point);
-  const std::string fraction = point == std::string::npos ? "" : value.substr(point + 1);
-  const auto digits = [](const std::string& s) {
-    return std::ranges::all_of(s, [](unsigned char c) { return std::isdigit(c) != 0; });
-  };
-  if (whole.size() + fraction.size() == 0 || whole.size() > 7 || !digits(whole) ||
-      !digits(fraction)) {
-    throw OptionException("The value of " + option + " must be a length in millimetres: " + value);
-  }
-  std::uint64_t tenths = (whole.empty() ? 0 : std::stoull(whole)) * 10;
-  if (!fraction.empty()) tenths += static_cast<std::uint64_t>(fraction[0] - '0');
-  if (fraction.size() > 1 && fraction[1] >= '5') ++tenths;
-  return tenths;
-}
-
 std::uint32_t Millimetres(const std::string& option, const std::string& value,
                           std::uint32_t maximum) {
-  const std::uint64_t tenths = Tenths(option, value);
-  if (tenths > maximum) {
+  const std::optional<std::uint32_t> tenths = LabelJob::ParseMillimetres(value);
+  if (!tenths) {
+    throw OptionException("The value of " + option + " must be a length in millimetres: " + value);
+  }
+  if (*tenths > maximum) {
     throw OptionException("The value of " + option + " must be at most " +
                           std::to_string(maximum / 10) + "." + std::to_string(maximum % 10) +
                           " mm: " + value);
   }
-  return static_cast<std::uint32_t>(tenths);
+  return *tenths;
 }
 
 std::uint32_t Number(const std::string& option, const std::string& value, std::uint32_t low,
@@ -61,34 +46,48 @@ std::uint32_t Number(const std::string& option, const std::string& value, std::u
   return number;
 }
 
-// One of the words of a table, in any case.
-template <typename T>
-T Word(const std::string& option, const std::string& value,
-       const std::vector<std::pair<const char*, T>>& words) {
-  for (const auto& [word, meaning] : words) {
-    if (Lower(value) == word) return meaning;
-  }
+// The meaning found for a word of a choice, or OptionException listing the
+// choice's words in lower case.
+template <typename T, typename Table, typename WordOf>
+T Chosen(const std::string& option, const std::string& value, const std::optional<T>& meaning,
+         const Table& table, WordOf wordOf) {
+  if (meaning) return *meaning;
   std::string list;
-  for (const auto& [word, meaning] : words) list += (list.empty() ? "" : ", ") + std::string(word);
+  for (const auto& entry : table) list += (list.empty() ? "" : ", ") + Lower(wordOf(entry));
   throw OptionException("The value of " + option + " must be one of " + list + ": " + value);
 }
 
-const std::vector<std::pair<const char*, std::int32_t>> kMethods = {
-    {"screen1", Brindle::kFirstScreenMethod},      {"screen2", Brindle::kSecondScreenMethod},
-    {"screen32", Brindle::kThirtyTwoScreenMethod}, {"threshold", Brindle::kFixedThresholdMethod},
-    {"patterns", Brindle::kPatternMethod},
-};
-const std::vector<std::pair<const char*, std::uint32_t>> kCurves = {
-    {"lightest", Brindle::kLightestCurve}, {"lighter", Brindle::kLighterCurve},
-    {"light", Brindle::kLightCurve},       {"normal", Brindle::kNormalCurve},
-    {"dark", Brindle::kDarkCurve},         {"darker", Brindle::kDarkerCurve},
-    {"darkest", Brindle::kDarkestCurve},
-};
-const std::vector<std::pair<const char*, std::int32_t>> kRotations = {
+// One of the words of a table, in any case.
+template <typename T>
+T Word(const std::string& option, const std::string& value,
+       const std::vector<std::pair<std::string, T>>& words) {
+  std::optional<T> meaning;
+  for (const auto& [word, m] : words)
+    if (Lower(value) == word) meaning = m;
+  return Chosen(option, value, meaning, words, [](const auto& entry) { return entry.first; });
+}
+
+std::int32_t Method(const std::string& option, const std::string& value) {
+  return Chosen(option, value, LabelJob::MethodNamed(value), LabelJob::kMethodWords,
+                [](const LabelJob::MethodWord& entry) { return std::string(entry.word); });
+}
+
+std::uint32_t Curve(const std::string& option, const std::string& value) {
+  return Chosen(option, value, LabelJob::CurveNamed(value), LabelJob::kCurveWords,
+                [](std::string_view word) { return std::string(word); });
+}
+
+unsigned Resolution(const std::string& option, const std::string& value) {
+  std::optional<unsigned> dotsPerInch;
+  for (const LabelJob::Resolution& r : LabelJob::kResolutions)
+    if (value == std::to_string(r.dotsPerInch)) dotsPerInch = r.dotsPerInch;
+  return Chosen(option, value, dotsPerInch, LabelJob::kResolutions,
+                [](const LabelJob::Resolution& r) { return std::to_string(r.dotsPerInch); });
+}
+
+const std::vector<std::pair<std::string, std::int32_t>> kRotations = {
     {"0", 0}, {"90", 1}, {"180", 2}, {"270", 3}};
-const std::vector<std::pair<const char*, unsigned>> kResolutions = {
-    {"203", 203}, {"300", 300}, {"600", 600}};
-const std::vector<std::pair<const char*, LabelJob::Sensor>> kSensors = {
+const std::vector<std::pair<std::string, LabelJob::Sensor>> kSensors = {
     {"none", LabelJob::Sensor::kNone},
     {"transmissive", LabelJob::Sensor::kTransmissive},
     {"reflective", LabelJob::Sensor::kReflective},
@@ -168,11 +167,11 @@ CommandLine ParseCommandLine(const std::vector<std::string>& arguments) {
          length = true;
        }},
       {"--gap", [&](auto& n, auto& v) { job.geometry.gap = Millimetres(n, v, 99999); }},
-      {"--resolution", [&](auto& n, auto& v) { job.dotsPerInch = Word(n, v, kResolutions); }},
+      {"--resolution", [&](auto& n, auto& v) { job.dotsPerInch = Resolution(n, v); }},
       {"--area", [&](auto& n, auto& v) { job.area = AreaValue(n, v); }},
       {"--rotate", [&](auto& n, auto& v) { job.quarterTurns = Word(n, v, kRotations); }},
-      {"--method", [&](auto& n, auto& v) { job.method = Word(n, v, kMethods); }},
-      {"--curve", [&](auto& n, auto& v) { job.curve = Word(n, v, kCurves); }},
+      {"--method", [&](auto& n, auto& v) { job.method = Method(n, v); }},
+      {"--curve", [&](auto& n, auto& v) { job.curve = Curve(n, v); }},
       {"--copies", [&](auto& n, auto& v) { job.issueOptions.copies = Number(n, v, 1, 9999); }},
       {"--sensor", [&](auto& n, auto& v) { job.issueOptions.sensor = Word(n, v, kSensors); }},
       {"--output",

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "labeljob/choice_words.h"
 #include "tpcl/graphics_command.h"
 
 namespace Corvane::ImageTool {
@@ -9,11 +10,6 @@ namespace Corvane::ImageTool {
 namespace {
 
 using LabelJob::LabelJobException;
-
-bool IsScreen(std::int32_t method) {
-  return method == Brindle::kFirstScreenMethod || method == Brindle::kSecondScreenMethod ||
-         method == Brindle::kThirtyTwoScreenMethod;
-}
 
 Area WholeLabel(const PictureJobOptions& options) {
   return {0, 0, options.geometry.width, options.geometry.length};
@@ -37,8 +33,7 @@ Size FittedSize(const Area& area, std::uint64_t pictureWidth, std::uint64_t pict
 }  // namespace
 
 void CheckOptions(const PictureJobOptions& options) {
-  LabelJob::CheckGeometry(options.geometry);
-  (void)LabelJob::DotsPerMillimetre(options.dotsPerInch);
+  LabelJob::CheckCanvas(options.geometry, LabelJob::DotsPerMillimetre(options.dotsPerInch));
   if (options.area) {
     const Area& a = *options.area;
     if (a.width == 0 || a.height == 0) throw LabelJobException("The picture's area is empty");
@@ -47,7 +42,7 @@ void CheckOptions(const PictureJobOptions& options) {
       throw LabelJobException("The picture's area reaches past the label");
     }
   }
-  if (IsScreen(options.method) && options.curve != Brindle::kNormalCurve) {
+  if (!LabelJob::TakesToneCurve(options.method) && options.curve != Brindle::kNormalCurve) {
     throw LabelJobException(
         "The screens print with the normal curve only; choose the threshold or patterns method "
         "for another curve");

@@ -46,7 +46,7 @@ struct PictureLabel {
   std::uint64_t top = 0;
 };
 
-// Checks that the options make a job: the geometry (LabelJob's limits), the
+// Checks that the options make a job: the label (LabelJob::CheckCanvas), the
 // area inside the label, and a screen method only with the normal curve
 // (the screens have no tone curve). Throws LabelJob::LabelJobException.
 void CheckOptions(const PictureJobOptions& options);

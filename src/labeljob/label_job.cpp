@@ -39,7 +39,9 @@ std::string Digits(std::uint64_t value, int minimum) {
 }
 
 void CheckDotsPerMillimetre(unsigned dotsPerMillimetre) {
-  if (dotsPerMillimetre != 8 && dotsPerMillimetre != 12 && dotsPerMillimetre != 24) {
+  if (std::ranges::none_of(kResolutions, [&](const Resolution& r) {
+        return r.dotsPerMillimetre == dotsPerMillimetre;
+      })) {
     throw LabelJobException("Unsupported resolution: " + std::to_string(dotsPerMillimetre) +
                             " dots/mm (8, 12 or 24)");
   }
@@ -205,17 +207,10 @@ class GraphicsWriter {
 }  // namespace
 
 unsigned DotsPerMillimetre(unsigned dotsPerInch) {
-  switch (dotsPerInch) {
-    case 203:
-      return 8;
-    case 300:
-      return 12;
-    case 600:
-      return 24;
-    default:
-      throw LabelJobException("Unsupported resolution: " + std::to_string(dotsPerInch) +
-                              " dpi (203, 300 or 600)");
-  }
+  for (const Resolution& r : kResolutions)
+    if (r.dotsPerInch == dotsPerInch) return r.dotsPerMillimetre;
+  throw LabelJobException("Unsupported resolution: " + std::to_string(dotsPerInch) +
+                          " dpi (203, 300 or 600)");
 }
 
 void CheckGeometry(const LabelGeometry& geometry) {
@@ -232,9 +227,20 @@ void CheckGeometry(const LabelGeometry& geometry) {
   }
 }
 
-Brindle::Bitmap LabelCanvas(const LabelGeometry& geometry, unsigned dotsPerMillimetre) {
+void CheckCanvas(const LabelGeometry& geometry, unsigned dotsPerMillimetre) {
   CheckGeometry(geometry);
   CheckDotsPerMillimetre(dotsPerMillimetre);
+  const std::uint64_t width = TPCL::Dots(dotsPerMillimetre, geometry.width);
+  const std::uint64_t height = TPCL::Dots(dotsPerMillimetre, geometry.Pitch());
+  if (width * height > kMaxCanvasDots) {
+    throw LabelJobException("The label is too large at this resolution (" + std::to_string(width) +
+                            " x " + std::to_string(height) + " dots; at most " +
+                            std::to_string(kMaxCanvasDots / 1000000) + " million)");
+  }
+}
+
+Brindle::Bitmap LabelCanvas(const LabelGeometry& geometry, unsigned dotsPerMillimetre) {
+  CheckCanvas(geometry, dotsPerMillimetre);
   return Vellum::LabelCanvas(dotsPerMillimetre, geometry.Pitch(), geometry.width);
 }
 

@@ -9,6 +9,7 @@
 // stream functions check everything before they write a byte.
 #pragma once
 
+#include <array>
 #include <cstdint>
 #include <ostream>
 
@@ -36,6 +37,15 @@ struct IssueOptions {
   bool cut = false, strip = false, ribbon = false;
 };
 
+struct Resolution {
+  unsigned dotsPerInch;        // as people name it
+  unsigned dotsPerMillimetre;  // the print head's own measure
+};
+
+// The print heads: 8, 12 and 24 dots per millimetre, which are 203.2, 304.8
+// and 609.6 dots per inch and go by 203, 300 and 600 dpi.
+inline constexpr std::array<Resolution, 3> kResolutions = {{{203, 8}, {300, 12}, {600, 24}}};
+
 // 203, 300, 600 dpi -> 8, 12, 24 dots per millimetre; anything else throws
 // LabelJobException.
 [[nodiscard]] unsigned DotsPerMillimetre(unsigned dotsPerInch);
@@ -44,10 +54,21 @@ struct IssueOptions {
 // width 1..9999, length at least 1, pitch (length + gap) up to 99999.
 void CheckGeometry(const LabelGeometry& geometry);
 
+// The most dots a label canvas may have: 32 MiB of bitmap, some 170 x 650 mm
+// at 600 dpi. The label-size command reaches labels a hundred times larger,
+// whose canvas and halftoning would take many gigabytes.
+inline constexpr std::uint64_t kMaxCanvasDots = std::uint64_t{1} << 28;
+
+// Throws LabelJobException unless LabelCanvas can make the label's canvas:
+// the geometry as CheckGeometry checks it, a resolution of 8, 12 or 24 dots
+// per millimetre, and "The label is too large at this resolution (W x H dots;
+// at most 268 million)" past kMaxCanvasDots.
+void CheckCanvas(const LabelGeometry& geometry, unsigned dotsPerMillimetre);
+
 // A white one-bit canvas of the label at that resolution, sized as `vellum
 // render` sizes it for the label-size command WriteLabelSize writes: print
 // width by pitch (the gap's rows stay white), dots = dots/mm x tenths / 10.
-// Checks the geometry as CheckGeometry does.
+// Checks first as CheckCanvas does.
 [[nodiscard]] Brindle::Bitmap LabelCanvas(const LabelGeometry& geometry,
                                           unsigned dotsPerMillimetre);
 

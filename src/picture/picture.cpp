@@ -16,15 +16,21 @@ namespace {
 // How a failed read is told: the system's own words for the error.
 std::string SystemError() { return std::strerror(errno); }
 
-// Reads to the end in large pieces; a picture can be hundreds of megabytes.
-std::vector<unsigned char> ReadAll(std::istream& input) {
+// Reads to the end in large pieces (a picture can be hundreds of megabytes),
+// stopping one piece past the limit.
+std::vector<unsigned char> ReadAll(std::istream& input, const std::string& name,
+                                   const PictureLimits& limits) {
   std::vector<unsigned char> bytes;
   constexpr std::size_t kPiece = 1 << 20;
-  while (input) {
+  while (input && bytes.size() <= limits.maxFileBytes) {
     const std::size_t size = bytes.size();
     bytes.resize(size + kPiece);
     input.read(reinterpret_cast<char*>(bytes.data() + size), kPiece);
     bytes.resize(size + static_cast<std::size_t>(input.gcount()));
+  }
+  if (bytes.size() > limits.maxFileBytes) {
+    throw PictureException(name + ": the file is larger than " +
+                           std::to_string(limits.maxFileBytes >> 20) + " MiB");
   }
   return bytes;
 }
@@ -77,7 +83,7 @@ Brindle::Image LoadPicture(std::span<const unsigned char> bytes, const std::stri
 
 Brindle::Image LoadPictureFile(const std::string& path, const PictureLimits& limits) {
   if (path == "-") {
-    std::vector<unsigned char> bytes = ReadAll(std::cin);
+    std::vector<unsigned char> bytes = ReadAll(std::cin, "standard input", limits);
     if (std::ferror(stdin)) throw PictureException("standard input: " + SystemError());
     return LoadPicture(bytes, "standard input", limits);
   }
@@ -85,7 +91,7 @@ Brindle::Image LoadPictureFile(const std::string& path, const PictureLimits& lim
   if (std::filesystem::is_directory(path, error)) throw PictureException(path + ": is a directory");
   std::ifstream file(path, std::ios::binary);
   if (!file) throw PictureException(path + ": " + SystemError());
-  std::vector<unsigned char> bytes = ReadAll(file);
+  std::vector<unsigned char> bytes = ReadAll(file, path, limits);
   // A directory opens but cannot be read; so does a file on a failing disk.
   if (file.bad() || (!file.eof() && file.fail())) {
     throw PictureException(path + ": " + SystemError());

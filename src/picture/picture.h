@@ -31,6 +31,11 @@ struct PictureLimits {
   // refused before their pixels are allocated. 256 megapixels is an 16000 x
   // 16000 photograph, or a 1 m long label at 600 dpi.
   std::uint64_t maxPixels = std::uint64_t{1} << 28;
+  // The largest file LoadPictureFile reads: past it (a device that never
+  // ends, a file that is not a picture) reading stops with an error rather
+  // than filling memory. 1 GiB holds the largest picture even as raw 16-bit
+  // RGB netpbm.
+  std::uint64_t maxFileBytes = std::uint64_t{1} << 30;
 };
 
 enum class PictureFormat { kUnknown, kPNG, kJPEG, kTIFF, kPNM };
@@ -47,7 +52,9 @@ enum class PictureFormat { kUnknown, kPNG, kJPEG, kTIFF, kPNM };
                                          const std::string& name, const PictureLimits& limits = {});
 
 // Reads the file at `path` ("-" is standard input) and loads it as above.
-// A file that cannot be opened or read is a PictureException naming it too.
+// A file that cannot be opened or read, or that is larger than
+// limits.maxFileBytes ("<name>: the file is larger than N MiB"), is a
+// PictureException naming it too.
 [[nodiscard]] Brindle::Image LoadPictureFile(const std::string& path,
                                              const PictureLimits& limits = {});
 

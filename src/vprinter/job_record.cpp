@@ -8,6 +8,7 @@
 #include <fstream>
 #include <sstream>
 
+#include "core/atomic_file.h"
 #include "core/exception.h"
 #include "vprinter/printer_state.h"
 
@@ -49,7 +50,7 @@ void JobRecord::PublishAs(const std::filesystem::path& target) const {
     return;
   }
   // No second names here (some file systems have none): a copy.
-  WriteFileAtomically(target, Read());
+  WriteFileAtomically(target, Read(), Durability::kUnsynced);
 }
 
 JobRecordWriter::JobRecordWriter(std::filesystem::path directory, std::string tag)

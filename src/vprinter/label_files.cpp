@@ -7,6 +7,7 @@
 #include <regex>
 #include <sstream>
 
+#include "core/atomic_file.h"
 #include "core/exception.h"
 #include "vprinter/printer_state.h"
 
@@ -87,7 +88,7 @@ std::vector<std::string> LabelFiles::Write(const LabelJob& job) const {
   const std::string base = BaseName(job.number);
   std::vector<std::string> written;
   const auto write = [&](const std::string& name, std::string_view contents) {
-    WriteFileAtomically(options_.directory / name, contents);
+    WriteFileAtomically(options_.directory / name, contents, Durability::kUnsynced);
     written.push_back(name);
   };
   if (job.image && options_.tiff) {

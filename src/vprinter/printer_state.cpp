@@ -8,6 +8,7 @@
 #include <map>
 #include <sstream>
 
+#include "core/atomic_file.h"
 #include "core/exception.h"
 
 namespace Corvane::VirtualPrinter {
@@ -30,24 +31,6 @@ std::string Millimetres(int tenths) {
   const int magnitude = tenths < 0 ? -tenths : tenths;
   return (tenths < 0 ? "-" : "+") + std::to_string(magnitude / 10) + "." +
          std::to_string(magnitude % 10);
-}
-
-void WriteFileAtomically(const std::filesystem::path& path, std::string_view contents) {
-  const std::filesystem::path temporary =
-      path.parent_path() / ("." + path.filename().string() + ".part");
-  {
-    std::ofstream out(temporary, std::ios::binary | std::ios::trunc);
-    out.write(contents.data(), static_cast<std::streamsize>(contents.size()));
-    out.close();
-    if (!out) {
-      std::error_code ignored;
-      std::filesystem::remove(temporary, ignored);
-      throw IOException("Unable to write " + path.string());
-    }
-  }
-  std::error_code error;
-  std::filesystem::rename(temporary, path, error);
-  if (error) throw IOException("Unable to write " + path.string() + ": " + error.message());
 }
 
 PrinterState::PrinterState(std::filesystem::path directory, unsigned statusCode)
@@ -104,7 +87,7 @@ void PrinterState::WriteStateFileLocked() const {
        << "gateway: " << shown(settings_.gateway) << "\n"
        << "raw-port: " << (settings_.rawPortOn ? std::to_string(settings_.rawPort) : "off")
        << "\n";
-  WriteFileAtomically(StateFile(), text.str());
+  WriteFileAtomically(StateFile(), text.str(), Durability::kUnsynced);
 }
 
 unsigned PrinterState::StatusCode() const {

@@ -75,9 +75,4 @@ class PrinterState {
 // Tenths of a millimetre as "+1.5": a sign, the millimetres and one decimal.
 std::string Millimetres(int tenths);
 
-// Writes the file whole under a temporary name beside it, then renames it,
-// so a reader sees the old file or the new one, never a part. Throws
-// Corvane::IOException "Unable to write <name>" on failure.
-void WriteFileAtomically(const std::filesystem::path& path, std::string_view contents);
-
 }  // namespace Corvane::VirtualPrinter

@@ -15,6 +15,7 @@
 #include <fstream>
 #include <sstream>
 
+#include "core/atomic_file.h"
 #include "core/exception.h"
 #include "vprinter/web_page.h"
 
@@ -135,7 +136,7 @@ void Server::Start() {
   char code[8];
   std::snprintf(code, sizeof code, "%02u\n", options_.statusCode);
   statusFileText_ = code;
-  WriteFileAtomically(options_.output / "status", statusFileText_);
+  WriteFileAtomically(options_.output / "status", statusFileText_, Durability::kUnsynced);
 
   epoll_ = epoll_create1(EPOLL_CLOEXEC);
   Control(epoll_, EPOLL_CTL_ADD, listener_, EPOLLIN, kListenerTag);
@@ -163,7 +164,7 @@ void Server::WritePortFile() const {
   if (options_.portFile.empty()) return;
   std::string text = std::to_string(port_) + "\n";
   if (options_.http) text += std::to_string(httpPort_) + "\n";
-  WriteFileAtomically(options_.portFile, text);
+  WriteFileAtomically(options_.portFile, text, Durability::kUnsynced);
 }
 
 void Server::Stop() {

@@ -14,18 +14,11 @@ namespace Vellum::Testing {
 // A CUPS server that does not exist: every CUPS look-up gets no reply.
 inline const Environment kNoCupsServer = {{"CUPS_SERVER", "/nonexistent/vellum-test.sock"}};
 
-// The command line that runs the binary with the arguments, appended to
-// `prefix`. A cross build runs the binary under an emulator, whose command
-// line it hands over in VELLUM_EMULATOR.
+// The command line that runs the vellum binary with the arguments, appended
+// to `prefix` (BuiltCommandLine).
 inline std::vector<std::string> VellumCommandLine(const std::vector<std::string>& arguments,
                                                   std::vector<std::string> prefix = {}) {
-  if (const char* emulator = std::getenv("VELLUM_EMULATOR")) {
-    std::istringstream words(emulator);
-    for (std::string word; words >> word;) prefix.push_back(word);
-  }
-  prefix.push_back(VELLUM_BINARY);
-  prefix.insert(prefix.end(), arguments.begin(), arguments.end());
-  return prefix;
+  return BuiltCommandLine(VELLUM_BINARY, arguments, std::move(prefix));
 }
 
 inline ProcessResult RunVellum(const std::vector<std::string>& arguments,

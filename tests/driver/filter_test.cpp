@@ -1,7 +1,6 @@
 // rastertovellum as CUPS runs it: raster written with libcupsimage goes in on
 // standard input, the TPCL job comes out, and `vellum render`'s code draws it
-// back; the dots must be those the raster library makes from the same
-// pixels.
+// back; the dots must be those the raster library makes from the same pixels.
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sys/file.h>
@@ -10,73 +9,54 @@
 #include <array>
 #include <atomic>
 #include <chrono>
-#include <cstdlib>
 #include <fstream>
 #include <sstream>
 #include <thread>
 
-#include "driver/raster_pages.h"
 #include "graphics/bitmap_from_image.h"
-#include "graphics/tiff_tools.h"
+#include "labeljob/choice_words.h"
 #include "labeljob/label_job.h"
 #include "ppd/ppd_insertion.h"
-#include "render/render_command.h"
 #include "support/process.h"
+#include "support/raster_pages.h"
+#include "support/rendered_job.h"
 
 namespace Vellum::Testing {
 namespace {
 
 namespace LabelJob = Corvane::LabelJob;
 using Brindle::Bitmap;
-using Brindle::Image;
 
-// The filter binary, run as cupsd runs it; a cross build runs it under the
-// emulator named in VELLUM_EMULATOR.
 ProcessResult RunFilter(const std::string& raster, const std::string& options = "",
-                        const std::string& copies = "1", const std::string& ppd = "",
-                        std::vector<std::string> extra = {}) {
-  std::vector<std::string> command;
-  if (const char* emulator = std::getenv("VELLUM_EMULATOR")) {
-    std::istringstream words(emulator);
-    for (std::string word; words >> word;) command.push_back(word);
-  }
-  command.insert(command.end(), {RASTERTOVELLUM_BINARY, "7", "user", "title", copies, options});
-  command.insert(command.end(), extra.begin(), extra.end());
-  return RunProcess(command, {{"PPD", ppd}}, raster);
+                        const std::string& copies = "1", const std::string& ppd = "") {
+  return RunBuilt(RASTERTOVELLUM_BINARY, {"7", "user", "title", copies, options}, {{"PPD", ppd}},
+                  raster);
 }
 
-// The pixels of a page as the raster library's Image (luminance, 1-bit white
-// = 1), cut to the canvas.
-Image PagePicture(const RasterPage& page, std::uint64_t width, std::uint64_t height) {
-  const cups_page_header2_t& h = page.header;
-  const bool black = h.cupsColorSpace == CUPS_CSPACE_K;
-  const std::uint64_t channels = h.cupsBitsPerPixel / h.cupsBitsPerColor;
-  const std::uint64_t w = std::min<std::uint64_t>(width, h.cupsWidth);
-  const std::uint64_t rows = std::min<std::uint64_t>(height, h.cupsHeight);
-  const std::uint64_t bytes = (w * h.cupsBitsPerPixel + 7) / 8;
-  std::vector<unsigned char> data;
-  for (std::uint64_t y = 0; y < rows; ++y)
-    for (std::uint64_t i = 0; i < bytes; ++i) {
-      const unsigned char byte = page.rows[y * h.cupsBytesPerLine + i];
-      data.push_back(black ? static_cast<unsigned char>(~byte) : byte);
-    }
-  return Image(h.cupsBitsPerColor, channels, w, rows, std::move(data));
-}
-
-// The canvas the library makes from the page: the pixels dithered one pixel
-// per dot from the top-left corner of a label of the page's size.
+// The canvas the library makes from the page: its pixels (luminance; black
+// raster inverted) dithered one pixel per dot from the top-left corner of a
+// label of the page's size.
 Bitmap ExpectedCanvas(const RasterPage& page, const LabelJob::LabelGeometry& geometry,
                       unsigned dotsPerMillimetre, std::int32_t method, std::uint32_t curve) {
+  const cups_page_header2_t& h = page.header;
   Bitmap canvas = LabelJob::LabelCanvas(geometry, dotsPerMillimetre);
-  const Image picture = PagePicture(page, canvas.Width(), canvas.Height());
-  canvas.Draw(Brindle::BitmapFromImage(picture, {0, 0, picture.Width(), picture.Height()}, 10.0, 0,
-                                       method, curve));
+  const std::uint64_t width = std::min<std::uint64_t>(canvas.Width(), h.cupsWidth);
+  const std::uint64_t rows = std::min<std::uint64_t>(canvas.Height(), h.cupsHeight);
+  const std::uint64_t bytes = (width * h.cupsBitsPerPixel + 7) / 8;
+  std::vector<unsigned char> data;
+  for (std::uint64_t i = 0; i < rows * bytes; ++i) {
+    const unsigned char byte = page.rows[i / bytes * h.cupsBytesPerLine + i % bytes];
+    data.push_back(h.cupsColorSpace == CUPS_CSPACE_K ? static_cast<unsigned char>(~byte) : byte);
+  }
+  const Brindle::Image picture(h.cupsBitsPerColor, h.cupsBitsPerPixel / h.cupsBitsPerColor, width,
+                               rows, std::move(data));
+  canvas.Draw(Brindle::BitmapFromImage(picture, {0, 0, width, rows}, 10.0, 0, method, curve));
   return canvas;
 }
 
 // One label as the job carries it, insertions around it.
 std::string LabelBytes(const Bitmap& canvas, const LabelJob::LabelGeometry& geometry,
-                       unsigned dotsPerMillimetre, const LabelJob::IssueOptions& issue,
+                       unsigned dotsPerMillimetre, const LabelJob::IssueOptions& issue = {},
                        const std::string& preLabel = "", const std::string& postLabel = "") {
   std::ostringstream out;
   out << preLabel;
@@ -88,51 +68,36 @@ std::string LabelBytes(const Bitmap& canvas, const LabelJob::LabelGeometry& geom
   return out.str();
 }
 
-// A picture with every grey level, solid black squares and white space.
-unsigned char Grey(unsigned x, unsigned y) {
-  if ((x / 24 + y / 16) % 5 == 0) return 0;
-  if ((x / 40) % 4 == 3) return 255;
-  return static_cast<unsigned char>((x * 3 + y * 2) % 256);
-}
-
-// The raster page of a label with the picture in the header's format.
+// A page with every grey level, solid black squares and white space, in the
+// header's format; colours are tinted so that they do not all give one grey.
 RasterPage PicturePage(const cups_page_header2_t& header) {
   const unsigned channels = header.cupsBitsPerPixel / header.cupsBitsPerColor;
-  if (header.cupsBitsPerColor == 1)
-    return MakePage(header, [](unsigned i, unsigned y) {
-      return static_cast<unsigned char>(Grey(i * 8, y) < 128 ? 0xC3 ^ y : 0x18 ^ i);
-    });
-  const bool black = header.cupsColorSpace == CUPS_CSPACE_K;
+  const bool black = header.cupsColorSpace == CUPS_CSPACE_K, oneBit = header.cupsBitsPerColor == 1;
   return MakePage(header, [=](unsigned i, unsigned y) {
-    const unsigned char grey = Grey(i / channels, y);
-    // Colours that all come out as the same grey would test nothing: tint them.
-    const unsigned char value =
-        channels == 3 ? static_cast<unsigned char>(grey ^ (i % 3 == 1 ? 0x20 : 0)) : grey;
-    return black ? static_cast<unsigned char>(255 - value) : value;
+    const unsigned x = oneBit ? i * 8 : i / channels;
+    unsigned value = (x / 24 + y / 16) % 5 == 0 ? 0
+                     : (x / 40) % 4 == 3        ? 255
+                                                : (x * 3 + y * 2) % 256;
+    if (oneBit) value = value < 128 ? 0xC3 ^ y : 0x18 ^ i;
+    if (channels == 3 && i % 3 == 1) value ^= 0x20;
+    return static_cast<unsigned char>(black && !oneBit ? 255 - value : value);
   });
 }
 
-// The dots of the job's (first) label as `vellum render` draws them.
-std::vector<unsigned char> Rendered(const std::string& job, unsigned dpi) {
-  TempDir dir;
-  std::ofstream(dir / "job.prn", std::ios::binary) << job;
-  Corvane::Vellum::Commands::Render(
-      {"-r", std::to_string(dpi), "-o", (dir / "label.tif").string(), (dir / "job.prn").string()});
-  return LibtiffPixels(dir / "label.tif");
+LabelJob::LabelGeometry Geometry(double width, double length, std::uint32_t gap = 30) {
+  return {static_cast<std::uint32_t>(std::lround(width * 10)),
+          static_cast<std::uint32_t>(std::lround(length * 10)), gap};
 }
 
 struct FormatCase {
   const char* name;
   cups_cspace_t space;
   unsigned bits, channels, dpi;
-  double width, length;  // millimetres
-  const char* halftone;  // TECHalftone choice, and the method it stands for
+  double width, length;             // millimetres
+  const char *halftone, *darkness;  // the job's choices, and what the library uses
   std::int32_t method;
-  const char* darkness;  // Darkness choice, and the curve the library uses
   std::uint32_t curve;
 };
-
-// Named in test output by its name, not its bytes.
 void PrintTo(const FormatCase& c, std::ostream* out) { *out << c.name; }
 
 class FilterRoundTrip : public testing::TestWithParam<FormatCase> {};
@@ -141,191 +106,122 @@ TEST_P(FilterRoundTrip, RenderedLabelHasTheLibrarysDots) {
   const FormatCase& c = GetParam();
   const RasterPage page =
       PicturePage(LabelHeader(c.width, c.length, c.dpi, c.space, c.bits, c.channels));
-  const std::string options = std::string("TECHalftone=") + c.halftone + " Darkness=" + c.darkness;
-  const ProcessResult result = RunFilter(WriteRaster({page}), options);
+  const ProcessResult result = RunFilter(
+      WriteRaster({page}), std::string("TECHalftone=") + c.halftone + " Darkness=" + c.darkness);
   ASSERT_EQ(result.status, 0) << result.err;
-
-  const unsigned dpmm = c.dpi < 250 ? 8 : c.dpi < 450 ? 12 : 24;
-  const LabelJob::LabelGeometry geometry{static_cast<std::uint32_t>(std::lround(c.width * 10)),
-                                         static_cast<std::uint32_t>(std::lround(c.length * 10)),
-                                         30};
-  const Bitmap canvas = ExpectedCanvas(page, geometry, dpmm, c.method, c.curve);
-  EXPECT_EQ(result.out, LabelBytes(canvas, geometry, dpmm, {}));
-  const unsigned renderDpi = dpmm == 8 ? 203 : dpmm == 12 ? 300 : 600;
-  EXPECT_TRUE(Rendered(result.out, renderDpi) == canvas.Data());
+  const unsigned dotsPerInch = c.dpi < 250 ? 203 : c.dpi < 450 ? 300 : 600;
+  const unsigned dotsPerMillimetre = LabelJob::DotsPerMillimetre(dotsPerInch);
+  const Bitmap canvas =
+      ExpectedCanvas(page, Geometry(c.width, c.length), dotsPerMillimetre, c.method, c.curve);
+  EXPECT_EQ(result.out, LabelBytes(canvas, Geometry(c.width, c.length), dotsPerMillimetre));
+  EXPECT_TRUE(RenderedDots(result.out, dotsPerInch) == canvas.Data());
   // Some dots and some white, or the comparison proves little.
   const auto& data = canvas.Data();
   EXPECT_NE(std::count(data.begin(), data.end(), 0), static_cast<long>(data.size()));
   EXPECT_NE(std::count(data.begin(), data.end(), 0xFF), static_cast<long>(data.size()));
+  const bool warned = result.err.find("WARNING: Darkness sets the threshold") != std::string::npos;
+  EXPECT_EQ(warned, c.curve != LabelJob::CurveNamed(c.darkness));
 }
-
-using Brindle::kFirstScreenMethod;
-using Brindle::kFixedThresholdMethod;
-using Brindle::kPatternMethod;
-using Brindle::kSecondScreenMethod;
-using Brindle::kThirtyTwoScreenMethod;
 
 INSTANTIATE_TEST_SUITE_P(
     Formats, FilterRoundTrip,
     testing::Values(FormatCase{"Grey203Threshold", CUPS_CSPACE_W, 8, 1, 203, 30, 12, "Threshold",
-                               kFixedThresholdMethod, "Normal", 3},
-                    FormatCase{"Grey300Screen1", CUPS_CSPACE_W, 8, 1, 305, 20, 12, "Screen1",
-                               kFirstScreenMethod, "Normal", 3},
-                    FormatCase{"Grey600Screen32", CUPS_CSPACE_W, 8, 1, 609, 20, 10, "Screen32",
-                               kThirtyTwoScreenMethod, "Normal", 3},
-                    FormatCase{"SGrey600Screen2", CUPS_CSPACE_SW, 8, 1, 600, 20, 10, "Screen2",
-                               kSecondScreenMethod, "Normal", 3},
+                               "Normal", Brindle::kFixedThresholdMethod, 3},
+                    FormatCase{"SGrey305Screen1", CUPS_CSPACE_SW, 8, 1, 305, 20, 12, "Screen1",
+                               "Normal", Brindle::kFirstScreenMethod, 3},
+                    FormatCase{"Grey609Screen32", CUPS_CSPACE_W, 8, 1, 609, 20, 10, "Screen32",
+                               "Normal", Brindle::kThirtyTwoScreenMethod, 3},
                     FormatCase{"Black300Patterns", CUPS_CSPACE_K, 8, 1, 300, 25, 15, "Patterns",
-                               kPatternMethod, "Dark", 4},
-                    FormatCase{"RGB203Threshold", CUPS_CSPACE_RGB, 8, 3, 203, 30, 20, "Threshold",
-                               kFixedThresholdMethod, "Lightest", 0},
-                    FormatCase{"SRGB600Patterns", CUPS_CSPACE_SRGB, 8, 3, 609, 15, 10, "Patterns",
-                               kPatternMethod, "Darkest", 6},
-                    FormatCase{"OneBitGrey203", CUPS_CSPACE_W, 1, 1, 203, 30, 12, "Screen1",
-                               kFirstScreenMethod, "Normal", 3},
-                    FormatCase{"OneBitBlack600", CUPS_CSPACE_K, 1, 1, 609, 15, 10, "Patterns",
-                               kPatternMethod, "Darker", 5},
-                    // The screens have no darker curve: the normal one, with a warning.
-                    FormatCase{"ScreenWithDarkness", CUPS_CSPACE_W, 8, 1, 203, 30, 12, "Screen1",
-                               kFirstScreenMethod, "Darkest", 3},
-                    // 204 dpi is still 8 dots/mm; the raster, a little wider than the
-                    // label, is cut at its edge.
-                    FormatCase{"WiderThanTheLabel", CUPS_CSPACE_W, 8, 1, 204, 50, 20, "Threshold",
-                               kFixedThresholdMethod, "Normal", 3}),
-    [](const testing::TestParamInfo<FormatCase>& info) { return std::string(info.param.name); });
-
-// A small grey label page of the given size at 203 dpi.
-RasterPage GreyPage(double width, double length, unsigned dpi = 203) {
-  return PicturePage(LabelHeader(width, length, dpi));
-}
-
-LabelJob::LabelGeometry Geometry(double width, double length, std::uint32_t gap = 30) {
-  return {static_cast<std::uint32_t>(std::lround(width * 10)),
-          static_cast<std::uint32_t>(std::lround(length * 10)), gap};
-}
-
-// The label of a 203 dpi page with the default options but `issue`.
-std::string DefaultLabel(const RasterPage& page, const LabelJob::LabelGeometry& geometry,
-                         const LabelJob::IssueOptions& issue, const std::string& preLabel = "",
-                         const std::string& postLabel = "") {
-  return LabelBytes(ExpectedCanvas(page, geometry, 8, kFixedThresholdMethod, 3), geometry, 8, issue,
-                    preLabel, postLabel);
-}
+                               "Dark", Brindle::kPatternMethod, 4},
+                    FormatCase{"SRGB600Threshold", CUPS_CSPACE_SRGB, 8, 3, 600, 15, 10, "threshold",
+                               "lightest", Brindle::kFixedThresholdMethod, 0},
+                    FormatCase{"OneBitBlack609", CUPS_CSPACE_K, 1, 1, 609, 15, 10, "Patterns",
+                               "Darker", Brindle::kPatternMethod, 5},
+                    // The screens have no darker curve: the normal one, with a warning; the
+                    // raster at 204 dpi, a little wider than the label, is cut at its edge.
+                    FormatCase{"Screen2WithDarkness204", CUPS_CSPACE_W, 8, 1, 204, 50, 20,
+                               "Screen2", "Darkest", Brindle::kSecondScreenMethod, 3}),
+    [](const auto& info) { return std::string(info.param.name); });
 
 class FilterJob : public testing::Test {
  protected:
-  // A copy of the driver's PPD whose insertion lines are set as `vellum
-  // setprejob` etc. set them, and whose defaults may be changed.
-  std::string QueuePPD(const std::vector<std::pair<std::string, std::string>>& replacements = {},
+  // A copy of the driver's PPD with some lines replaced and its insertions
+  // set as `vellum setprejob` and its kin set them.
+  std::string QueuePPD(const std::vector<std::pair<std::string, std::string>>& replacements,
                        const std::vector<std::array<std::string, 3>>& insertions = {}) {
-    std::string ppd = ReadText(std::string(VELLUM_SOURCE_DIR) + "/ppd/tec.ppd");
-    for (const auto& [from, to] : replacements) {
-      const std::size_t at = ppd.find(from);
-      EXPECT_NE(at, std::string::npos) << from;
-      if (at != std::string::npos) ppd.replace(at, from.size(), to);
-    }
-    const std::filesystem::path path = dir_ / "queue.ppd";
-    std::ofstream(path, std::ios::binary) << ppd;
+    std::ifstream in(std::string(VELLUM_SOURCE_DIR) + "/ppd/tec.ppd");
+    std::string ppd{std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
+    for (const auto& [from, to] : replacements) ppd.replace(ppd.find(from), from.size(), to);
+    std::ofstream(dir_ / "queue.ppd", std::ios::binary) << ppd;
     for (const auto& [keyword, type, value] : insertions)
       Corvane::Vellum::Commands::SetInsertion(dir_.path(), "queue", keyword, type, value);
-    return path.string();
+    return (dir_ / "queue.ppd").string();
   }
-  static std::string ReadText(const std::string& path) {
-    std::ifstream in(path, std::ios::binary);
-    std::stringstream text;
-    text << in.rdbuf();
-    return text.str();
+  // The label of a 203 dpi grey page with the queue's default dots.
+  static std::string DefaultLabel(const RasterPage& page, const LabelJob::LabelGeometry& geometry,
+                                  const LabelJob::IssueOptions& issue = {},
+                                  const std::string& pre = "", const std::string& post = "") {
+    return LabelBytes(ExpectedCanvas(page, geometry, 8, Brindle::kFixedThresholdMethod, 3),
+                      geometry, 8, issue, pre, post);
   }
 
   TempDir dir_;
+  const RasterPage page_ = PicturePage(LabelHeader(30, 12, 203));
+  const std::string raster_ = WriteRaster({page_});
 };
 
-TEST_F(FilterJob, EveryPageBecomesALabelIssuedWithTheCopies) {
-  const std::vector<RasterPage> pages = {GreyPage(30, 12), GreyPage(50, 25), GreyPage(20, 40)};
-  const ProcessResult result = RunFilter(WriteRaster(pages), "", "12");
-  ASSERT_EQ(result.status, 0) << result.err;
-  LabelJob::IssueOptions issue;
-  issue.copies = 12;
-  EXPECT_EQ(result.out, DefaultLabel(pages[0], Geometry(30, 12), issue) +
-                            DefaultLabel(pages[1], Geometry(50, 25), issue) +
-                            DefaultLabel(pages[2], Geometry(20, 40), issue));
-  EXPECT_NE(result.err.find("PAGE: 3 12\n"), std::string::npos) << result.err;
-  EXPECT_NE(result.err.find("INFO: 3 labels sent\n"), std::string::npos) << result.err;
-
-  // The same stream uncompressed, and from a file named on the command line.
-  std::ofstream(dir_ / "job.ras", std::ios::binary) << WriteRaster(pages, CUPS_RASTER_WRITE);
-  const ProcessResult fromFile = RunFilter("", "", "12", "", {(dir_ / "job.ras").string()});
-  EXPECT_EQ(fromFile.status, 0) << fromFile.err;
-  EXPECT_EQ(fromFile.out, result.out);
-}
-
-TEST_F(FilterJob, InsertionsGoAroundTheJobAndEachLabel) {
-  const std::string fileBytes("{PL;file}\0\x1b\xff|}\n", 15);
-  std::ofstream(dir_ / "post-label.tpcl", std::ios::binary) << fileBytes;
+TEST_F(FilterJob, EveryPageIsALabelIssuedWithTheCopiesAndItsInsertions) {
+  std::ofstream(dir_ / "post-label.tpcl", std::ios::binary) << std::string("{PL;\0\xff|}", 8);
   const std::string ppd =
       QueuePPD({}, {{"PreJob", "string", "\\e{PJ;start|}\\n"},
                     {"PostJob", "string", "{PJ;end\\x21|}"},
                     {"PreLabel", "string", "\\\"q\\\"\\t"},
                     {"PostLabel", "file", (dir_ / "post-label.tpcl").string()}});
-  const std::vector<RasterPage> pages = {GreyPage(30, 12), GreyPage(30, 12)};
-  const ProcessResult result = RunFilter(WriteRaster(pages), "", "1", ppd);
+  const RasterPage other = PicturePage(LabelHeader(50, 25, 203));
+  const ProcessResult result = RunFilter(WriteRaster({page_, other, page_}), "", "12", ppd);
   ASSERT_EQ(result.status, 0) << result.err;
-  const std::string label = DefaultLabel(pages[0], Geometry(30, 12), {}, "\"q\"\t", fileBytes);
-  EXPECT_EQ(result.out, "\x1b{PJ;start|}\n" + label + label + "{PJ;end!|}");
-}
-
-TEST_F(FilterJob, AMissingInsertionFileFailsTheJobBeforeAnyByte) {
-  const std::string ppd = QueuePPD({}, {{"PreLabel", "file", "/nonexistent/label.tpcl"}});
-  const ProcessResult result = RunFilter(WriteRaster({GreyPage(30, 12)}), "", "1", ppd);
-  EXPECT_EQ(result.status, 1);
-  EXPECT_EQ(result.out, "");
-  EXPECT_EQ(result.err,
-            "ERROR: Unable to read the pre-label insertion file /nonexistent/label.tpcl: No such "
-            "file or directory\n");
+  const std::string post("{PL;\0\xff|}", 8);
+  EXPECT_EQ(result.out,
+            "\x1b{PJ;start|}\n" + DefaultLabel(page_, Geometry(30, 12), {12}, "\"q\"\t", post) +
+                DefaultLabel(other, Geometry(50, 25), {12}, "\"q\"\t", post) +
+                DefaultLabel(page_, Geometry(30, 12), {12}, "\"q\"\t", post) + "{PJ;end!|}");
+  EXPECT_NE(result.err.find("PAGE: 3 12\n"), std::string::npos) << result.err;
+  EXPECT_NE(result.err.find("INFO: 3 labels sent\n"), std::string::npos) << result.err;
+  // The same stream uncompressed, from a file named on the command line.
+  std::ofstream(dir_ / "job.ras", std::ios::binary)
+      << WriteRaster({page_, other, page_}, CUPS_RASTER_WRITE);
+  const ProcessResult fromFile =
+      RunBuilt(RASTERTOVELLUM_BINARY, {"7", "u", "t", "12", "", (dir_ / "job.ras").string()},
+               {{"PPD", ppd}});
+  EXPECT_EQ(fromFile.out, result.out) << fromFile.err;
 }
 
 TEST_F(FilterJob, OptionsComeFromThePPDThenTheJobThenThePageHeader) {
-  // The queue's defaults: black marks, a 2 mm gap, cut.
   const std::string ppd =
       QueuePPD({{"*DefaultTECMediaTracking: Gap", "*DefaultTECMediaTracking: Mark"},
                 {"*DefaultTECLabelGap: 3mm", "*DefaultTECLabelGap: 2mm"},
                 {"*DefaultTECCut: False", "*DefaultTECCut: True"}});
-  RasterPage page = GreyPage(30, 12);
-  LabelJob::IssueOptions issue;
-  issue.sensor = LabelJob::Sensor::kReflective;
-  issue.cut = true;
-  ProcessResult result = RunFilter(WriteRaster({page}), "", "1", ppd);
-  EXPECT_EQ(result.out, DefaultLabel(page, Geometry(30, 12, 20), issue)) << result.err;
-
-  // The job's options win over the defaults.
-  issue.sensor = LabelJob::Sensor::kNone;
-  issue.strip = issue.ribbon = true;
-  result = RunFilter(WriteRaster({page}),
-                     "TECMediaTracking=Continuous TECLabelGap=0.5mm TECStrip=True TECRibbon=yes",
-                     "1", ppd);
-  EXPECT_EQ(result.out, DefaultLabel(page, Geometry(30, 12, 5), issue)) << result.err;
-
-  // And the page header's fields, as the PPD's choices set them, over both.
-  page.header.cupsInteger[0] = 5;    // Patterns
-  page.header.cupsInteger[1] = 2;    // Lighter
-  page.header.cupsInteger[2] = 2;    // Gap
-  page.header.cupsInteger[3] = 101;  // 10 mm
-  page.header.cupsInteger[4] = 1;    // no cut
-  issue = {};
-  issue.strip = issue.ribbon = true;
-  result = RunFilter(WriteRaster({page}), "TECStrip=True TECRibbon=yes", "1", ppd);
+  EXPECT_EQ(RunFilter(raster_, "", "1", ppd).out,
+            DefaultLabel(page_, Geometry(30, 12, 20), {1, LabelJob::Sensor::kReflective, true}));
+  const std::string job =
+      "TECMediaTracking=Continuous TECLabelGap=0.5mm TECStrip=True TECRibbon=yes";
+  EXPECT_EQ(
+      RunFilter(raster_, job, "1", ppd).out,
+      DefaultLabel(page_, Geometry(30, 12, 5), {1, LabelJob::Sensor::kNone, true, true, true}));
+  // The fields the PPD's choices set: Patterns, Lighter, Gap, 10 mm, no cut.
+  RasterPage page = page_;
+  for (int field = 0; field < 5; ++field)
+    page.header.cupsInteger[field] = std::array{5u, 2u, 2u, 101u, 1u}[field];
   const LabelJob::LabelGeometry geometry = Geometry(30, 12, 100);
-  EXPECT_EQ(result.out,
-            LabelBytes(ExpectedCanvas(page, geometry, 8, kPatternMethod, 1), geometry, 8, issue))
-      << result.err;
-
-  // A choice the driver does not know is reported and left alone.
-  result = RunFilter(WriteRaster({GreyPage(30, 12)}), "Darkness=Pitch", "1");
-  EXPECT_EQ(result.status, 0);
-  EXPECT_NE(result.err.find("WARNING: Darkness=Pitch is not a choice of this driver; it is "
-                            "ignored\n"),
-            std::string::npos)
-      << result.err;
+  EXPECT_EQ(RunFilter(WriteRaster({page}), job, "1", ppd).out,
+            LabelBytes(ExpectedCanvas(page, geometry, 8, Brindle::kPatternMethod, 1), geometry, 8,
+                       {1, LabelJob::Sensor::kTransmissive, false, true, true}));
+  const ProcessResult unknown = RunFilter(raster_, "Darkness=Pitch");
+  EXPECT_EQ(unknown.status, 0);
+  EXPECT_NE(
+      unknown.err.find("WARNING: Darkness=Pitch is not a choice of this driver; it is ignored\n"),
+      std::string::npos)
+      << unknown.err;
 }
 
 TEST_F(FilterJob, APPDBeingRewrittenIsReadOnceTheRewriteIsDone) {
@@ -336,135 +232,94 @@ TEST_F(FilterJob, APPDBeingRewrittenIsReadOnceTheRewriteIsDone) {
   std::atomic<bool> done = false;
   ProcessResult result;
   std::thread job([&] {
-    result = RunFilter(WriteRaster({GreyPage(30, 12)}), "", "1", ppd);
+    result = RunFilter(raster_, "", "1", ppd);
     done = true;
   });
   std::this_thread::sleep_for(std::chrono::milliseconds(300));
   EXPECT_FALSE(done) << "the filter read the PPD while it was locked";
-  // The rewrite, through the locked descriptor: a second open file would wait
-  // for this very lock.
-  const std::string text = Corvane::Vellum::Commands::ReplaceInsertion(
-      ReadText(ppd), "PreJob", "*TECPreJobInsertion String: \"new\"");
+  // The rewrite, through the locked descriptor: another open file would wait.
+  std::string text(1 << 16, '\0');
+  text.resize(static_cast<std::size_t>(pread(fd, text.data(), text.size(), 0)));
+  text = Corvane::Vellum::Commands::ReplaceInsertion(text, "PreJob",
+                                                     "*TECPreJobInsertion String: \"new\"");
   ASSERT_EQ(ftruncate(fd, 0), 0);
   ASSERT_EQ(pwrite(fd, text.data(), text.size(), 0), static_cast<ssize_t>(text.size()));
   flock(fd, LOCK_UN);
   close(fd);
   job.join();
-  EXPECT_EQ(result.status, 0) << result.err;
-  EXPECT_TRUE(result.out.starts_with("new{D")) << result.out.substr(0, 20);
+  EXPECT_TRUE(result.out.starts_with("new{D")) << result.err;
 }
 
-// A raster stream cut at `end` bytes.
-std::string Cut(const std::string& stream, std::size_t end) { return stream.substr(0, end); }
-
-TEST_F(FilterJob, ABadPageEndsTheJobAfterTheWholeLabelsBeforeIt) {
-  const std::string ppd = QueuePPD({}, {{"PreJob", "string", "<job>"},
-                                        {"PostJob", "string", "</job>"},
-                                        {"PreLabel", "string", "<label>"},
-                                        {"PostLabel", "string", "</label>"}});
-  const RasterPage good = GreyPage(30, 12);
-  const std::string first = "<label>" + DefaultLabel(good, Geometry(30, 12), {}) + "</label>";
-  const std::string two = WriteRaster({good, good}, CUPS_RASTER_WRITE);
-  const std::string twoCompressed = WriteRaster({good, good});
-  RasterPage cmyk = good;
-  cmyk.header = LabelHeader(30, 12, 203, CUPS_CSPACE_CMYK, 8, 4);
-  cmyk.rows.assign(static_cast<std::size_t>(cmyk.header.cupsBytesPerLine) * cmyk.header.cupsHeight,
-                   7);
-  RasterPage deep = good;
-  deep.header = LabelHeader(30, 12, 203, CUPS_CSPACE_W, 16, 1);
-  deep.rows.assign(static_cast<std::size_t>(deep.header.cupsBytesPerLine) * deep.header.cupsHeight,
-                   7);
-  RasterPage lowResolution = PicturePage(LabelHeader(30, 12, 150));
-  RasterPage huge = good;
-  huge.header.cupsPageSize[0] = 600;  // 211.7 mm
-  RasterPage noSize = good;
-  noSize.header.cupsPageSize[0] = 0;
-  noSize.header.PageSize[0] = 0;
-  RasterPage oddField = good;
-  oddField.header.cupsInteger[0] = 9;
-
-  const struct {
-    const char* name;
-    std::string raster;
-    std::string out;    // what reaches the printer
-    std::string error;  // the ERROR: line
-  } cases[] = {
-      {"second page cut short", Cut(two, two.size() - 100), "<job>" + first + "</job>",
-       "Page 2: The page ends after " + std::to_string(good.header.cupsHeight - 1) + " of its " +
-           std::to_string(good.header.cupsHeight) + " rows"},
-      {"second header cut short", Cut(two, two.size() / 2 + 100), "<job>" + first + "</job>",
-       "Page 2: The page header is cut short"},
-      {"second header cut short, compressed", Cut(twoCompressed, WriteRaster({good}).size() + 100),
-       "<job>" + first + "</job>", ""},
-      {"not raster", "%PDF-1.7\n", "", "The input is not a CUPS raster stream"},
-      {"empty", "", "", "The input is not a CUPS raster stream"},
-      {"CMYK", WriteRaster({good, cmyk}), "<job>" + first + "</job>",
-       "Page 2: The raster has colour space 6 with 8 bits per colour, 32 per pixel, in order 0; "
-       "the driver takes 8-bit grey (as its PPD asks), 1-bit grey or black, 8-bit black and "
-       "chunky 8-bit RGB"},
-      {"16 bits", WriteRaster({deep}), "<job></job>", "Page 1: The raster has colour space 0"},
-      {"150 dpi", WriteRaster({lowResolution}), "<job></job>",
-       "Page 1: The page's resolution is 150 x 150 dpi; the printer prints 203, 300 or 600 dpi, "
-       "the same across and along the label"},
-      {"too wide", WriteRaster({huge}), "<job></job>",
-       "Page 1: The page is 211.7 x 12.0 mm; a label is at most 170.0 mm wide and 999.9 mm long"},
-      {"no size", WriteRaster({noSize}), "<job></job>",
-       "Page 1: The page header gives no page size"},
-      {"odd header field", WriteRaster({oddField}), "<job></job>",
-       "Page 1: The page header's cupsInteger0 (halftoning) is 9; it takes 0 to 5"},
+// A page that cannot be printed ends the job after the whole labels before
+// it and the post-job insertion, with the reason after "ERROR:" in the job's
+// log.
+TEST_F(FilterJob, ABadPageLeavesTheWholeLabelsBeforeIt) {
+  const std::string ppd =
+      QueuePPD({}, {{"PreJob", "string", "<job>"}, {"PostJob", "string", "</job>"}});
+  const std::string first = "<job>" + DefaultLabel(page_, Geometry(30, 12)) + "</job>";
+  const std::string two = WriteRaster({page_, page_}, CUPS_RASTER_WRITE);
+  const auto second = [&](const cups_page_header2_t& header) {
+    return WriteRaster({page_, MakePage(header, [](unsigned, unsigned) { return 7; })});
   };
-  for (const auto& c : cases) {
-    const ProcessResult result = RunFilter(c.raster, "", "1", ppd);
-    EXPECT_EQ(result.out, c.out) << c.name;
-    if (c.error.empty()) {
-      // libcups has read a compressed stream ahead, header and all, so the
-      // header cut short cannot be told from the end of the job: the first
-      // label is all there is.
-      EXPECT_EQ(result.status, 0) << c.name << result.err;
-      continue;
-    }
-    EXPECT_EQ(result.status, 1) << c.name;
-    const std::size_t at = result.err.find("ERROR: " + c.error);
-    EXPECT_NE(at, std::string::npos) << c.name << ": " << result.err;
-    EXPECT_TRUE(result.err.ends_with("\n")) << c.name;
+  const std::string rows = std::to_string(page_.header.cupsHeight);
+  for (const auto& [raster, error] :
+       {std::pair{two.substr(0, two.size() - 100), "Page 2: The page ends after " +
+                                                       std::to_string(page_.header.cupsHeight - 1) +
+                                                       " of its " + rows + " rows"},
+        std::pair{two.substr(0, two.size() / 2 + 100),
+                  std::string("Page 2: The page header is cut short")},
+        std::pair{second(LabelHeader(30, 12, 203, CUPS_CSPACE_CMYK, 8, 4)),
+                  std::string("Page 2: The raster has colour space 6 with 8 bits per colour, 32 "
+                              "per pixel, in order 0; the driver takes 8-bit grey (as its PPD "
+                              "asks), 1-bit grey or black, 8-bit black and chunky 8-bit RGB")},
+        std::pair{second(LabelHeader(30, 12, 150)),
+                  std::string("Page 2: The page's resolution is 150 x 150 dpi; the printer prints "
+                              "203, 300 or 600 dpi, the same across and along the label")}}) {
+    const ProcessResult result = RunFilter(raster, "", "1", ppd);
+    EXPECT_EQ(result.status, 1) << error;
+    EXPECT_EQ(result.out, first) << error;
+    EXPECT_EQ(result.err.substr(result.err.rfind("ERROR: ")), "ERROR: " + error + "\n");
   }
+  // libcups reads a compressed stream ahead, header and all, so a second
+  // header cut short there cannot be told from the end: one label is the job.
+  const ProcessResult ahead =
+      RunFilter(WriteRaster({page_, page_}).substr(0, raster_.size() + 100), "", "1", ppd);
+  EXPECT_EQ(ahead.status, 0) << ahead.err;
+  EXPECT_EQ(ahead.out, first);
 }
 
-TEST_F(FilterJob, CommandLineMistakesAreReported) {
-  const std::string raster = WriteRaster({GreyPage(30, 12)});
+// What the job needs from outside is read before anything is sent: when it
+// cannot be had, nothing reaches the printer and the log says why.
+TEST_F(FilterJob, AJobThatCannotStartSendsNothing) {
+  const std::string missingFile = QueuePPD({}, {{"PreLabel", "file", "/nonexistent/label.tpcl"}});
+  const std::vector<std::string> job = {"7", "user", "title", "1", ""};
   const struct {
     std::vector<std::string> arguments;
-    std::string error;
-  } cases[] = {
-      {{"7", "user", "title", "1"},
-       "Usage: rastertovellum job-id user title copies options [file]"},
-      {{"7", "user", "title", "0", ""}, "The number of copies is \"0\"; it must be 1 to 9999"},
+    std::string ppd, input, error;
+  } kCases[] = {
+      {job, "", "%PDF-1.7\n", "The input is not a CUPS raster stream"},
+      {{"7", "user"}, "", raster_, "Usage: rastertovellum job-id user title copies options [file]"},
       {{"7", "user", "title", "10000", ""},
+       "",
+       raster_,
        "The number of copies is \"10000\"; it must be 1 to 9999"},
-      {{"7", "user", "title", "x", ""}, "The number of copies is \"x\"; it must be 1 to 9999"},
       {{"7", "user", "title", "1", "", "/nonexistent.ras"},
+       "",
+       "",
        "Unable to open the raster file /nonexistent.ras: No such file or directory"},
+      {job, "/nonexistent/queue.ppd", raster_,
+       "Unable to read the PPD file /nonexistent/queue.ppd: No such file or directory"},
+      {job, missingFile, raster_,
+       "Unable to read the pre-label insertion file /nonexistent/label.tpcl: No such file or "
+       "directory"},
   };
-  for (const auto& c : cases) {
-    std::vector<std::string> command;
-    if (const char* emulator = std::getenv("VELLUM_EMULATOR")) {
-      std::istringstream words(emulator);
-      for (std::string word; words >> word;) command.push_back(word);
-    }
-    command.push_back(RASTERTOVELLUM_BINARY);
-    command.insert(command.end(), c.arguments.begin(), c.arguments.end());
-    const ProcessResult result = RunProcess(command, {{"PPD", ""}}, raster);
-    EXPECT_EQ(result.status, 1);
-    EXPECT_EQ(result.out, "");
+  for (const auto& c : kCases) {
+    const ProcessResult result =
+        RunBuilt(RASTERTOVELLUM_BINARY, c.arguments, {{"PPD", c.ppd}}, c.input);
+    EXPECT_EQ(result.status, 1) << c.error;
+    EXPECT_EQ(result.out, "") << c.error;
     EXPECT_EQ(result.err, "ERROR: " + c.error + "\n");
   }
-  // A queue whose PPD has gone.
-  const ProcessResult noPPD = RunFilter(raster, "", "1", "/nonexistent/queue.ppd");
-  EXPECT_EQ(noPPD.status, 1);
-  EXPECT_EQ(noPPD.out, "");
-  EXPECT_EQ(
-      noPPD.err,
-      "ERROR: Unable to read the PPD file /nonexistent/queue.ppd: No such file or directory\n");
 }
 
 }  // namespace

@@ -1,8 +1,9 @@
-// Reading the insertions of a queue's PPD: what the filter sends for each
-// line, and the refusals a user meets.
+// The insertions of a queue's PPD that cannot be sent, each refused with its
+// reason for the job's log. (filter_test sends the ones that can.)
 #include "driver/insertions.h"
 
 #include <gtest/gtest.h>
+#include <sys/stat.h>
 
 #include <filesystem>
 #include <fstream>
@@ -13,69 +14,37 @@
 namespace Corvane::Driver {
 namespace {
 
-TEST(Insertions, EachLineGivesItsBytes) {
-  ::Vellum::Testing::TempDir dir;
-  const std::string fileBytes("{A|}\0\xff", 6);
-  std::ofstream(dir / "a.tpcl", std::ios::binary) << fileBytes;
-  std::ofstream(dir / "empty.tpcl", std::ios::binary);
-  const std::string a = (dir / "a.tpcl").string();
-  const struct {
-    std::string line;
-    std::string bytes;
-  } cases[] = {
-      {"*TECPreJobInsertion String: \"\"", ""},
-      {"*TECPreJobInsertion String: \"\\e{C|}\\r\\n\\x41\\\\\"", "\x1b{C|}\r\nA\\"},
-      // Quotes inside the value stay part of it; blanks before the type too.
-      {"*TECPreJobInsertion \tString: \"say \\\"hi\\\"\"", "say \"hi\""},
-      {"*TECPreJobInsertion File: \"" + a + "\"", fileBytes},
-      {"*TECPreJobInsertion File: \"" + (dir / "empty.tpcl").string() + "\"", ""},
-      // An empty file name is no insertion.
-      {"*TECPreJobInsertion File: \"\"", ""},
-      // Lines that do not hold it (another keyword, no type word) leave the
-      // second line of the file as the first that does.
-      {"*TECPostJobInsertion String: \"x\"", "second"},
-      {"*TECPreJobInsertion: \"x\"", "second"},
-  };
-  for (const auto& c : cases) {
-    const std::string ppd =
-        "*PPD-Adobe: \"4.3\"\n" + c.line + "\n*TECPreJobInsertion String: \"second\"\n";
-    EXPECT_EQ(ReadInsertions(ppd).preJob, c.bytes) << c.line;
-  }
-  const Insertions all = ReadInsertions(
-      "*TECPreJobInsertion String: \"1\"\n*TECPostJobInsertion String: \"2\"\n"
-      "*TECPreLabelInsertion File: \"" +
-      a + "\"\n*TECPostLabelInsertion String: \"4\"");
-  EXPECT_EQ(all.preJob, "1");
-  EXPECT_EQ(all.postJob, "2");
-  EXPECT_EQ(all.preLabel, fileBytes);
-  EXPECT_EQ(all.postLabel, "4");
-}
-
 TEST(Insertions, UnreadableValuesAreRefusedWithTheirReason) {
   ::Vellum::Testing::TempDir dir;
+  const std::string fifo = (dir / "fifo").string(), large = (dir / "large").string();
+  ASSERT_EQ(mkfifo(fifo.c_str(), 0600), 0);  // no writer: opening it must not wait for one
+  std::ofstream{large};
+  std::filesystem::resize_file(large, kLargestInsertionFile + 1);  // sparse: nothing is written
+  const std::string file = "Unable to read the pre-job insertion file ";
   const struct {
     std::string line, message;
   } cases[] = {
-      {"*TECPreLabelInsertion File: \"/nonexistent/x\"",
-       "Unable to read the pre-label insertion file /nonexistent/x: No such file or directory"},
-      {"*TECPostJobInsertion File: \"" + dir.path().string() + "\"",
-       "Unable to read the post-job insertion file " + dir.path().string() + ": Is a directory"},
-      {"*TECPreJobInsertion File: \"/dev/zero\"",
-       "Unable to read the pre-job insertion file /dev/zero: larger than 16 MiB"},
-      {"*TECPostLabelInsertion String: \"\\q\"", "\\q"},
-      {"*TECPreJobInsertion String: x",
-       "The *TECPreJobInsertion line (line 1) holds no quoted value"},
+      {"/nonexistent/x", file + "/nonexistent/x: No such file or directory"},
+      {dir.path().string(), file + dir.path().string() + ": Is a directory"},
+      {fifo, file + fifo + ": not a regular file"},
+      {"/dev/zero", file + "/dev/zero: not a regular file"},
+      {large, file + large + ": larger than 16 MiB"},
+      {"*TECPostLabelInsertion String: \"\\q\"",
+       "The post-label insertion holds an unknown escape \\q"},
       {"*TECPreJobInsertion String: \"x",
        "The *TECPreJobInsertion line (line 1) holds no quoted value"},
   };
   for (const auto& c : cases) {
     try {
-      ReadInsertions(c.line + "\n");
+      ReadInsertions(c.line.starts_with("*") ? c.line
+                                             : "*TECPreJobInsertion File: \"" + c.line + "\"");
       ADD_FAILURE() << c.line;
     } catch (const Exception& e) {
       EXPECT_EQ(std::string(e.what()), c.message);
     }
   }
+  // `vellum setprejob file ""` names no file: no insertion, not a failed read.
+  EXPECT_EQ(ReadInsertions("*TECPreJobInsertion File: \"\"").preJob, "");
 }
 
 }  // namespace

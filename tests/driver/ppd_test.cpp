@@ -1,19 +1,14 @@
 // The driver's PPD file: valid for CUPS, every choice understood by the
-// filter whichever way it arrives, and insertion lines that the insertion
-// commands find and the filter reads back.
+// filter whichever way it arrives, every label size one the filter takes.
 #include <cups/cups.h>
 #include <gtest/gtest.h>
 
 #include <fstream>
-#include <sstream>
 
-#include "driver/insertions.h"
 #include "driver/label_options.h"
 #include "driver/page_label.h"
 #include "driver/page_picture.h"
 #include "driver/ppd_choices.h"
-#include "graphics/tiff_tools.h"
-#include "ppd/ppd_insertion.h"
 #include "support/process.h"
 
 #pragma GCC diagnostic push
@@ -23,160 +18,95 @@
 namespace Corvane::Driver {
 namespace {
 
-using ::Vellum::Testing::RunProcess;
-
 const std::string kPPD = std::string(VELLUM_SOURCE_DIR) + "/ppd/tec.ppd";
 
-std::string ReadText(const std::string& path) {
-  std::ifstream in(path, std::ios::binary);
-  std::stringstream text;
-  text << in.rdbuf();
-  return text.str();
-}
-
-// cupstestppd's verdict; the filter is checked for where the PPD is installed
+// cupstestppd's verdict; the filter is looked for where the PPD is installed
 // beside it, not in the source tree.
-TEST(DriverPPD, PassesCupstestppdWithoutWarnings) {
-  const auto result = RunProcess({"/usr/bin/cupstestppd", "-I", "filters", kPPD});
-  EXPECT_EQ(result.status, 0) << result.out << result.err;
-  EXPECT_NE(result.out.find(": PASS"), std::string::npos) << result.out;
-  EXPECT_EQ(result.out.find("WARN"), std::string::npos) << result.out;
+std::string Cupstestppd(const std::string& ppd) {
+  const auto result = ::Vellum::Testing::RunProcess({"/usr/bin/cupstestppd", "-I", "filters", ppd});
+  return result.status == 0 ? result.out : "failed: " + result.out + result.err;
 }
 
 // The page header cupsRasterInterpretPPD makes, as a rasterizer does, for
 // the PPD's defaults with one choice marked.
-cups_page_header2_t HeaderFor(const std::string& keyword, const std::string& choice) {
-  ppd_file_t* ppd = ppdOpenFile(kPPD.c_str());
-  EXPECT_NE(ppd, nullptr);
+cups_page_header2_t HeaderFor(ppd_file_t* ppd, const std::string& keyword,
+                              const std::string& choice) {
   ppdMarkDefaults(ppd);
   cups_option_t* options = nullptr;
   const int count = cupsAddOption(keyword.c_str(), choice.c_str(), 0, &options);
   cupsMarkOptions(ppd, count, options);
   cups_page_header2_t header{};
   EXPECT_EQ(cupsRasterInterpretPPD(&header, ppd, count, options, nullptr), 0)
-      << keyword << "=" << choice << ": " << cupsRasterErrorString();
+      << keyword << "=" << choice;
   cupsFreeOptions(count, options);
-  ppdClose(ppd);
   return header;
 }
 
-void ExpectSame(const LabelOptions& a, const LabelOptions& b, const std::string& what) {
-  EXPECT_EQ(a.halftone, b.halftone) << what;
-  EXPECT_EQ(a.curve, b.curve) << what;
-  EXPECT_EQ(a.gap, b.gap) << what;
-  EXPECT_EQ(a.issue.sensor, b.issue.sensor) << what;
-  EXPECT_EQ(a.issue.cut, b.issue.cut) << what;
-  EXPECT_EQ(a.issue.strip, b.issue.strip) << what;
-  EXPECT_EQ(a.issue.ribbon, b.issue.ribbon) << what;
+std::tuple<std::int32_t, std::uint32_t, std::uint32_t, LabelJob::Sensor, bool, bool, bool> Fields(
+    const LabelOptions& o) {
+  return {o.method, o.curve, o.gap, o.issue.sensor, o.issue.cut, o.issue.strip, o.issue.ribbon};
 }
 
-TEST(DriverPPD, EveryChoiceReachesTheFilterTheSameThroughHeaderAndOptions) {
-  // The driver's own defaults are the PPD's.
-  std::vector<std::string> warnings;
-  ExpectSame(ApplyChoices({}, PPDDefaultChoices(kPPD), warnings), LabelOptions{}, "defaults");
-  EXPECT_TRUE(warnings.empty());
+class DriverPPD : public testing::Test {
+ protected:
+  void SetUp() override { ASSERT_NE(ppd_, nullptr); }
+  void TearDown() override { ppdClose(ppd_); }
+  ppd_file_t* ppd_ = ppdOpenFile(kPPD.c_str());
+};
 
-  ppd_file_t* ppd = ppdOpenFile(kPPD.c_str());
-  ASSERT_NE(ppd, nullptr);
+TEST_F(DriverPPD, EveryChoiceReachesTheFilterTheSameThroughHeaderAndOptions) {
+  EXPECT_NE(Cupstestppd(kPPD).find(": PASS"), std::string::npos) << Cupstestppd(kPPD);
+  EXPECT_EQ(Cupstestppd(kPPD).find("WARN"), std::string::npos) << Cupstestppd(kPPD);
+  std::vector<std::string> warnings;
+  const LabelOptions defaults = ApplyChoices({}, PPDDefaultChoices(kPPD), warnings);
+  EXPECT_EQ(Fields(defaults), Fields(LabelOptions{}));  // the driver's own defaults are the PPD's
+  // Options that are all the other way, for the header to overrule.
+  const LabelOptions other = ApplyChoices({},
+                                          {{"TECHalftone", "Patterns"},
+                                           {"Darkness", "Darkest"},
+                                           {"TECMediaTracking", "Mark"},
+                                           {"TECLabelGap", "99.9mm"},
+                                           {"TECCut", "True"},
+                                           {"TECStrip", "True"},
+                                           {"TECRibbon", "True"}},
+                                          warnings);
   std::size_t choices = 0;
   for (const char* keyword : kOptionKeywords) {
-    const ppd_option_t* option = ppdFindOption(ppd, keyword);
+    const ppd_option_t* option = ppdFindOption(ppd_, keyword);
     ASSERT_NE(option, nullptr) << keyword;
-    for (int i = 0; i < option->num_choices; ++i) {
-      const std::string choice = option->choices[i].choice,
-                        what = std::string(keyword) + "=" + choice;
-      // The job's options name the choice: understood, no warning.
-      const LabelOptions defaults = ApplyChoices({}, PPDDefaultChoices(kPPD), warnings);
+    for (int i = 0; i < option->num_choices; ++i, ++choices) {
+      const std::string choice = option->choices[i].choice;
       const LabelOptions expected = ApplyChoices(defaults, {{keyword, choice}}, warnings);
-      EXPECT_TRUE(warnings.empty()) << what;
-      // A header made for the defaults and this choice says the same, over
-      // options that are all the other way.
-      const LabelOptions other = ApplyChoices({},
-                                              {{"TECHalftone", "Patterns"},
-                                               {"Darkness", "Darkest"},
-                                               {"TECMediaTracking", "Mark"},
-                                               {"TECLabelGap", "99.9mm"},
-                                               {"TECCut", "True"},
-                                               {"TECStrip", "True"},
-                                               {"TECRibbon", "True"}},
-                                              warnings);
-      ExpectSame(ApplyPageHeader(other, HeaderFor(keyword, choice)), expected, what);
-      ++choices;
+      EXPECT_EQ(Fields(ApplyPageHeader(other, HeaderFor(ppd_, keyword, choice))), Fields(expected))
+          << keyword << "=" << choice;
     }
   }
-  ppdClose(ppd);
+  EXPECT_TRUE(warnings.empty());
   EXPECT_EQ(choices, 5u + 7 + 3 + 9 + 2 + 2 + 2);
 }
 
-TEST(DriverPPD, SizesResolutionsAndColourMakeLabelsTheFilterTakes) {
-  // Every label size of the list: its name's millimetres (or inches) at each
-  // resolution, in the raster format the filter takes.
-  ppd_file_t* ppd = ppdOpenFile(kPPD.c_str());
-  ASSERT_NE(ppd, nullptr);
-  const ppd_option_t* sizes = ppdFindOption(ppd, "PageSize");
+TEST_F(DriverPPD, SizesResolutionsAndColourMakeLabelsTheFilterTakes) {
+  // Every listed size is its name's millimetres (or inches) in a raster format the filter takes.
+  const ppd_option_t* sizes = ppdFindOption(ppd_, "PageSize");
   ASSERT_NE(sizes, nullptr);
   for (int i = 0; i < sizes->num_choices; ++i) {
-    const std::string name = sizes->choices[i].choice, text = sizes->choices[i].text;
+    const std::string name = sizes->choices[i].choice;
     if (name == "Custom") continue;  // the custom size's own entry, tried below
-    const cups_page_header2_t header = HeaderFor("PageSize", name);
+    const cups_page_header2_t header = HeaderFor(ppd_, "PageSize", name);
     EXPECT_NO_THROW(CheckPixelFormat(header)) << name;
-    const LabelJob::LabelGeometry geometry = GeometryOf(header, 30);
     unsigned width = 0, length = 0;
     char unit[3] = {};
-    ASSERT_EQ(std::sscanf(text.c_str(), "%u x %u %2s", &width, &length, unit), 3) << text;
+    ASSERT_EQ(std::sscanf(sizes->choices[i].text, "%u x %u %2s", &width, &length, unit), 3);
     const unsigned tenths = std::string(unit) == "in" ? 254 : 10;
-    EXPECT_NEAR(geometry.width, width * tenths, 1) << name;
-    EXPECT_NEAR(geometry.length, length * tenths, 1) << name;
+    EXPECT_NEAR(GeometryOf(header, 30).width, width * tenths, 1) << name;
+    EXPECT_NEAR(GeometryOf(header, 30).length, length * tenths, 1) << name;
   }
-  ppdClose(ppd);
-
-  const struct {
-    const char* resolution;
-    unsigned dotsPerMillimetre;
-  } resolutions[] = {{"203dpi", 8}, {"300dpi", 12}, {"600dpi", 24}};
-  for (const auto& r : resolutions)
-    EXPECT_EQ(DotsPerMillimetreOf(HeaderFor("Resolution", r.resolution)), r.dotsPerMillimetre);
-
-  // A custom size, as lp -o PageSize=Custom.62x29mm asks for it.
-  const LabelJob::LabelGeometry custom = GeometryOf(HeaderFor("PageSize", "Custom.62x29mm"), 0);
-  EXPECT_EQ(custom.width, 620u);
-  EXPECT_EQ(custom.length, 290u);
-}
-
-TEST(DriverPPD, InsertionCommandsEditTheLinesTheFilterReads) {
-  ::Vellum::Testing::TempDir dir;
-  std::filesystem::copy_file(kPPD, dir / "labels.ppd");
-  std::ofstream(dir / "post.tpcl", std::ios::binary) << "{XX;post|}";
-  std::string expected = ReadText(kPPD);
-  const struct {
-    const char* keyword;
-    const char* type;
-    std::string value, line;
-  } cases[] = {
-      {"PreJob", "string", "\\x1b{PJ|}\\n", "*TECPreJobInsertion String: \"\\e{PJ|}\\n\""},
-      {"PostJob", "file", (dir / "post.tpcl").string(),
-       "*TECPostJobInsertion File: \"" + (dir / "post.tpcl").string() + "\""},
-      {"PreLabel", "string", "caf\\xE9", "*TECPreLabelInsertion String: \"caf\\xe9\""},
-      {"PostLabel", "string", "{XX;\\t|}", "*TECPostLabelInsertion String: \"{XX;\\t|}\""},
-  };
-  for (const auto& c : cases) {
-    Vellum::Commands::SetInsertion(dir.path(), "labels", c.keyword, c.type, c.value);
-    // Exactly its own line has changed.
-    const std::string empty = std::string("*TEC") + c.keyword + "Insertion String: \"\"";
-    const std::size_t at = expected.find(empty);
-    ASSERT_NE(at, std::string::npos) << c.keyword;
-    expected.replace(at, empty.size(), c.line);
-    EXPECT_EQ(ReadText((dir / "labels.ppd").string()), expected) << c.keyword;
-  }
-  const Insertions insertions = ReadInsertions(ReadText((dir / "labels.ppd").string()));
-  EXPECT_EQ(insertions.preJob, "\x1b{PJ|}\n");
-  EXPECT_EQ(insertions.postJob, "{XX;post|}");
-  EXPECT_EQ(insertions.preLabel, "caf\xe9");
-  EXPECT_EQ(insertions.postLabel, "{XX;\t|}");
-  // The edited file is still a valid PPD.
-  const auto result =
-      RunProcess({"/usr/bin/cupstestppd", "-I", "filters", (dir / "labels.ppd").string()});
-  EXPECT_EQ(result.status, 0) << result.out;
+  const LabelJob::LabelGeometry custom =
+      GeometryOf(HeaderFor(ppd_, "PageSize", "Custom.62x29mm"), 0);
+  EXPECT_EQ(custom.width * 10000 + custom.length, 620u * 10000 + 290);
+  for (const auto& [resolution, dotsPerMillimetre] :
+       {std::pair{"203dpi", 8u}, {"300dpi", 12u}, {"600dpi", 24u}})
+    EXPECT_EQ(DotsPerMillimetreOf(HeaderFor(ppd_, "Resolution", resolution)), dotsPerMillimetre);
 }
 
 }  // namespace

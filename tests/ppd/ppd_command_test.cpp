@@ -4,7 +4,6 @@
 #include <unistd.h>
 
 #include <filesystem>
-#include <functional>
 
 #include "cli/vellum_binary.h"
 #include "support/cups_server.h"
@@ -18,16 +17,8 @@ TEST(InsertionCommands, RewriteTheQueuesPPD) {
   if (geteuid() != 0) GTEST_SKIP() << "writing /etc/cups/ppd/ needs root";
   const fs::path source = fs::path(VELLUM_SOURCE_DIR) / "tests/ppd/data/tec.ppd";
   const std::string queue = "vellum-ppd-test-" + std::to_string(getpid());
-  const fs::path ppd = fs::path("/etc/cups/ppd") / (queue + ".ppd");
-  const bool createdDirectory = fs::create_directories(ppd.parent_path());
-  // Removed however the test ends, so that no stray file stays in /etc.
-  const struct Cleanup {
-    std::function<void()> run;
-    ~Cleanup() { run(); }
-  } cleanup{[&] {
-    fs::remove(ppd);
-    if (createdDirectory) fs::remove_all(ppd.parent_path());
-  }};
+  const SystemPPD system(queue);  // no stray file stays in /etc
+  const fs::path& ppd = system.Path();
   CupsServer cups;
   cups.AddQueue(queue, "socket://127.0.0.1:9100", source.string());
   fs::copy_file(source, ppd, fs::copy_options::overwrite_existing);

@@ -14,6 +14,30 @@
 
 namespace Vellum::Testing {
 
+SystemPPD::SystemPPD(const std::string& queue)
+    : path_(std::filesystem::path("/etc/cups/ppd") / (queue + ".ppd")),
+      createdDirectory_(std::filesystem::create_directories(path_.parent_path())) {}
+
+SystemPPD::~SystemPPD() {
+  std::error_code ignored;
+  std::filesystem::remove(path_, ignored);
+  if (createdDirectory_) std::filesystem::remove_all(path_.parent_path(), ignored);
+}
+
+void FillFilterDirectory(const std::string& directory, const std::vector<std::string>& filters) {
+  std::filesystem::create_directories(directory);
+  for (const auto& entry : std::filesystem::directory_iterator("/usr/lib/cups/filter"))
+    std::filesystem::create_symlink(entry.path(),
+                                    directory + "/" + entry.path().filename().string());
+  // Copied, not linked: cupsd runs only programs that root owns and no one
+  // else may change, and a build directory is not necessarily such a place.
+  for (const std::string& filter : filters) {
+    const std::string copy = directory + "/" + std::filesystem::path(filter).filename().string();
+    std::filesystem::copy_file(filter, copy, std::filesystem::copy_options::overwrite_existing);
+    std::filesystem::permissions(copy, std::filesystem::perms(0755));
+  }
+}
+
 CupsServer::CupsServer(SocketBackend socket, const std::vector<std::string>& filters) {
   char pattern[] = "/tmp/vcupsXXXXXX";
   if (mkdtemp(pattern) == nullptr) throw std::runtime_error("cannot create a directory for cupsd");
@@ -31,18 +55,7 @@ CupsServer::CupsServer(SocketBackend socket, const std::vector<std::string>& fil
     // Filters run as the user lp, who must reach the job's spool file and
     // the queue's PPD in here.
     std::filesystem::permissions(d, std::filesystem::perms(0755));
-    for (const auto& entry : std::filesystem::directory_iterator("/usr/lib/cups/filter")) {
-      std::filesystem::create_symlink(entry.path(),
-                                      d + "/bin/filter/" + entry.path().filename().string());
-    }
-    // Copied, not linked: cupsd runs only programs that root owns and no one
-    // else may change, and a build directory is not necessarily such a place.
-    for (const std::string& filter : filters) {
-      const std::string copy =
-          d + "/bin/filter/" + std::filesystem::path(filter).filename().string();
-      std::filesystem::copy_file(filter, copy, std::filesystem::copy_options::overwrite_existing);
-      std::filesystem::permissions(copy, std::filesystem::perms(0755));
-    }
+    FillFilterDirectory(d + "/bin/filter", filters);
   }
   if (socket == SocketBackend::kDebian || !filters.empty()) {
     // cupsd starts every filter and backend through its helper cups-exec in

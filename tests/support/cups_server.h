@@ -3,12 +3,34 @@
 
 #include <sys/types.h>
 
+#include <filesystem>
 #include <string>
 #include <vector>
 
 #include "support/process.h"
 
 namespace Vellum::Testing {
+
+// Fills a filter directory (ServerBin's filter/) with links to every filter
+// Debian installed (cups-filters turns PNG and PDF into raster) and copies
+// of `filters`, programs of this build such as rastertovellum.
+void FillFilterDirectory(const std::string& directory, const std::vector<std::string>& filters);
+
+// A queue's PPD file in /etc/cups/ppd/, the place where vellum's insertion
+// commands edit it: the directory is made if missing, and the file (and the
+// directory, if made here) removed with the object, however the test ends.
+class SystemPPD {
+ public:
+  explicit SystemPPD(const std::string& queue);
+  ~SystemPPD();
+  SystemPPD(const SystemPPD&) = delete;
+  SystemPPD& operator=(const SystemPPD&) = delete;
+  [[nodiscard]] const std::filesystem::path& Path() const { return path_; }
+
+ private:
+  std::filesystem::path path_;
+  bool createdDirectory_;
+};
 
 // Starts cupsd in the foreground on a unix socket inside a fresh directory
 // under /tmp (short, since a socket path must stay under 108 bytes) and waits
@@ -18,11 +40,9 @@ namespace Vellum::Testing {
 // queues. With SocketBackend::kDebian the socket backend is Debian's real one
 // (package cups), so a job on a socket:// queue really goes to that address.
 //
-// Jobs that are not raw need filters: given `filters` (programs of this
-// build, such as rastertovellum), the scheduler's filter directory holds
-// links to every filter Debian installed (cups-filters turns PNG and PDF into
-// raster) and copies of these, and its directory is opened to the
-// unprivileged user that cupsd runs filters as.
+// Jobs that are not raw need filters: given `filters`, the scheduler's filter
+// directory is filled as FillFilterDirectory fills it, and its directory is
+// opened to the unprivileged user that cupsd runs filters as.
 class CupsServer {
  public:
   enum class SocketBackend { kStub, kDebian };

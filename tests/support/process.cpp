@@ -7,6 +7,7 @@
 
 #include <cerrno>
 #include <cstdlib>
+#include <sstream>
 #include <stdexcept>
 
 namespace Vellum::Testing {
@@ -37,6 +38,18 @@ std::string ReadAndClose(int fd) {
 }
 
 }  // namespace
+
+std::vector<std::string> BuiltCommandLine(const std::string& binary,
+                                          const std::vector<std::string>& arguments,
+                                          std::vector<std::string> prefix) {
+  if (const char* emulator = std::getenv("VELLUM_EMULATOR")) {
+    std::istringstream words(emulator);
+    for (std::string word; words >> word;) prefix.push_back(word);
+  }
+  prefix.push_back(binary);
+  prefix.insert(prefix.end(), arguments.begin(), arguments.end());
+  return prefix;
+}
 
 ProcessResult RunProcess(const std::vector<std::string>& argv, const Environment& environment,
                          const std::string& input) {

@@ -22,6 +22,19 @@ using Environment = std::vector<std::pair<std::string, std::string>>;
 ProcessResult RunProcess(const std::vector<std::string>& argv, const Environment& environment = {},
                          const std::string& input = "");
 
+// The command line that runs a program of this build with the arguments,
+// appended to `prefix`. A cross build runs its programs under an emulator,
+// whose command line it hands over in VELLUM_EMULATOR.
+std::vector<std::string> BuiltCommandLine(const std::string& binary,
+                                          const std::vector<std::string>& arguments,
+                                          std::vector<std::string> prefix = {});
+
+// Runs a program of this build as above.
+inline ProcessResult RunBuilt(const std::string& binary, const std::vector<std::string>& arguments,
+                              const Environment& environment = {}, const std::string& input = "") {
+  return RunProcess(BuiltCommandLine(binary, arguments), environment, input);
+}
+
 // Raises this process's soft limit on open descriptors, within the hard
 // limit, so that descriptors up to `highest` can be opened; children inherit
 // it. False when the hard limit is too low.

@@ -15,6 +15,8 @@
 #include <stdexcept>
 #include <thread>
 
+#include "support/process.h"
+
 namespace Vellum::Testing {
 
 namespace {
@@ -26,17 +28,13 @@ using Clock = std::chrono::steady_clock;
 VirtualPrinter::VirtualPrinter(const std::string& binary, const std::filesystem::path& output,
                                const std::vector<std::string>& extraArguments)
     : output_(output), logFile_(output.parent_path() / (output.filename().string() + ".log")) {
-  const std::filesystem::path portFile = output.parent_path() / (output.filename().string() + ".port");
+  const std::filesystem::path portFile =
+      output.parent_path() / (output.filename().string() + ".port");
   std::filesystem::remove(portFile);
-  // A cross build runs the program under the emulator named here.
-  std::vector<std::string> argv;
-  if (const char* emulator = std::getenv("VELLUM_EMULATOR")) {
-    std::istringstream words(emulator);
-    for (std::string word; words >> word;) argv.push_back(word);
-  }
-  argv.insert(argv.end(), {binary, "--listen", "127.0.0.1:0", "--output", output.string(),
-                           "--port-file", portFile.string()});
-  argv.insert(argv.end(), extraArguments.begin(), extraArguments.end());
+  std::vector<std::string> arguments = {"--listen",      "127.0.0.1:0", "--output",
+                                        output.string(), "--port-file", portFile.string()};
+  arguments.insert(arguments.end(), extraArguments.begin(), extraArguments.end());
+  std::vector<std::string> argv = BuiltCommandLine(binary, arguments);
   std::vector<char*> pointers;
   for (std::string& argument : argv) pointers.push_back(argument.data());
   pointers.push_back(nullptr);
@@ -102,7 +100,8 @@ bool VirtualPrinter::WaitForLog(const std::string& text, std::size_t count, int 
   for (;;) {
     const std::string log = Log();
     std::size_t found = 0;
-    for (std::size_t at = log.find(text); at != std::string::npos; at = log.find(text, at + 1)) ++found;
+    for (std::size_t at = log.find(text); at != std::string::npos; at = log.find(text, at + 1))
+      ++found;
     if (found >= count) return true;
     if (Clock::now() > deadline) return false;
     std::this_thread::sleep_for(std::chrono::milliseconds(10));

@@ -16,7 +16,7 @@
 #include "imagetool/options.h"
 #include "imagetool/picture_job.h"
 #include "picture/picture.h"
-#include "picture/picture_files.h"
+#include "support/picture_files.h"
 #include "support/virtual_printer.h"
 
 namespace Vellum::Testing {

@@ -1,4 +1,4 @@
-#include "picture/picture_files.h"
+#include "support/picture_files.h"
 
 // clang-format off
 // jpeglib.h uses size_t and FILE without including their headers.
@@ -6,6 +6,7 @@
 #include <cstdio>
 #include <jpeglib.h>
 // clang-format on
+#include <arpa/inet.h>
 #include <png.h>
 #include <tiffio.h>
 #include <unistd.h>
@@ -23,32 +24,21 @@ namespace {
 
 // One row packed as PNG and TIFF pack it: samples of `bits` bits, most
 // significant first, 16-bit ones big-endian (PNG) or native (TIFF).
-Bytes PackRow(const Samples& s, unsigned y, unsigned firstChannel, unsigned channelStep,
-              unsigned count, bool bigEndian16) {
+Bytes PackRow(const Samples& s, unsigned y, bool bigEndian16) {
   Bytes row;
   unsigned accumulator = 0, filled = 0;
-  for (unsigned x = 0; x < s.width; ++x) {
-    for (unsigned c = firstChannel; c < firstChannel + count * channelStep; c += channelStep) {
-      const std::uint32_t v = s.values[(y * s.width + x) * s.channels + c];
-      if (s.bits == 16) {
-        const auto high = static_cast<unsigned char>(v >> 8), low = static_cast<unsigned char>(v);
-        bool big = bigEndian16;
-        if (!bigEndian16) {
-          const std::uint16_t probe = 1;
-          big = *reinterpret_cast<const unsigned char*>(&probe) == 0;
-        }
-        row.push_back(big ? high : low);
-        row.push_back(big ? low : high);
-      } else if (s.bits == 8) {
-        row.push_back(static_cast<unsigned char>(v));
-      } else {
-        accumulator = (accumulator << s.bits) | v;
-        filled += s.bits;
-        if (filled == 8) {
-          row.push_back(static_cast<unsigned char>(accumulator));
-          accumulator = filled = 0;
-        }
-      }
+  for (unsigned i = y * s.width * s.channels; i < (y + 1) * s.width * s.channels; ++i) {
+    if (s.bits == 16) {
+      const auto sample =
+          static_cast<std::uint16_t>(bigEndian16 ? htons(s.values[i]) : s.values[i]);
+      row.insert(row.end(), reinterpret_cast<const unsigned char*>(&sample),
+                 reinterpret_cast<const unsigned char*>(&sample) + 2);
+      continue;
+    }
+    accumulator = accumulator << s.bits | s.values[i];
+    if ((filled += s.bits) == 8) {
+      row.push_back(static_cast<unsigned char>(accumulator));
+      accumulator = filled = 0;
     }
   }
   if (filled != 0) row.push_back(static_cast<unsigned char>(accumulator << (8 - filled)));
@@ -74,22 +64,17 @@ Bytes WritePNG(const Samples& s, const PNGFile& file) {
   png_set_IHDR(png, info, s.width, s.height, static_cast<int>(s.bits), file.colourType,
                file.interlaced ? PNG_INTERLACE_ADAM7 : PNG_INTERLACE_NONE,
                PNG_COMPRESSION_TYPE_DEFAULT, PNG_FILTER_TYPE_DEFAULT);
-  if (!file.palette.empty()) {
-    std::vector<png_color> colours;
-    for (std::size_t i = 0; i + 2 < file.palette.size(); i += 3) {
-      colours.push_back({file.palette[i], file.palette[i + 1], file.palette[i + 2]});
-    }
-    png_set_PLTE(png, info, colours.data(), static_cast<int>(colours.size()));
+  if (!file.palette.empty()) {  // png_color is three bytes, as the triples are
+    png_set_PLTE(png, info, reinterpret_cast<png_const_colorp>(file.palette.data()),
+                 static_cast<int>(file.palette.size() / 3));
   }
   if (!file.transparency.empty()) {
     png_set_tRNS(png, info, file.transparency.data(), static_cast<int>(file.transparency.size()),
                  nullptr);
   }
-  png_color_16 transparentGrey{};
-  if (file.greyTransparent) png_set_tRNS(png, info, nullptr, 0, &transparentGrey);
   std::vector<Bytes> rows;
   std::vector<png_bytep> pointers;
-  for (unsigned y = 0; y < s.height; ++y) rows.push_back(PackRow(s, y, 0, 1, s.channels, true));
+  for (unsigned y = 0; y < s.height; ++y) rows.push_back(PackRow(s, y, true));
   for (Bytes& row : rows) pointers.push_back(row.data());
   png_set_rows(png, info, pointers.data());
   png_write_png(png, info, PNG_TRANSFORM_IDENTITY, nullptr);
@@ -110,48 +95,15 @@ Bytes WriteTIFF(const Samples& s, const TIFFFile& file) {
   TIFFSetField(tiff, TIFFTAG_PHOTOMETRIC, file.photometric);
   TIFFSetField(tiff, TIFFTAG_COMPRESSION, file.compression);
   TIFFSetField(tiff, TIFFTAG_ORIENTATION, file.orientation);
-  TIFFSetField(tiff, TIFFTAG_PLANARCONFIG,
-               file.separatePlanes ? PLANARCONFIG_SEPARATE : PLANARCONFIG_CONTIG);
   if (file.unassociatedAlpha) {
     const std::uint16_t extra[] = {EXTRASAMPLE_UNASSALPHA};
     TIFFSetField(tiff, TIFFTAG_EXTRASAMPLES, 1, extra);
   }
-  if (!file.colourMap.empty()) {
-    const std::size_t n = file.colourMap.size() / 3;
-    TIFFSetField(tiff, TIFFTAG_COLORMAP, file.colourMap.data(), file.colourMap.data() + n,
-                 file.colourMap.data() + 2 * n);
-  }
-  const unsigned planes = file.separatePlanes ? s.channels : 1;
-  const unsigned perPlane = file.separatePlanes ? 1 : s.channels;
+  TIFFSetField(tiff, TIFFTAG_ROWSPERSTRIP, 3);
   bool ok = true;
-  if (file.tiled) {
-    TIFFSetField(tiff, TIFFTAG_TILEWIDTH, 16);
-    TIFFSetField(tiff, TIFFTAG_TILELENGTH, 16);
-    // Whole tiles of 16 x 16, cut from rows packed as the scanlines are.
-    for (unsigned plane = 0; plane < planes; ++plane) {
-      for (unsigned ty = 0; ty < s.height; ty += 16) {
-        for (unsigned tx = 0; tx < s.width; tx += 16) {
-          Bytes tile;
-          const unsigned pixelBytes = perPlane * s.bits / 8;
-          for (unsigned y = ty; y < ty + 16; ++y) {
-            Bytes row = y < s.height ? PackRow(s, y, plane, 1, perPlane, false) : Bytes{};
-            row.resize((s.width + 16) * pixelBytes, 0);
-            tile.insert(tile.end(), row.begin() + tx * pixelBytes,
-                        row.begin() + (tx + 16) * pixelBytes);
-          }
-          ok = ok &&
-               TIFFWriteTile(tiff, tile.data(), tx, ty, 0, static_cast<std::uint16_t>(plane)) >= 0;
-        }
-      }
-    }
-  } else {
-    TIFFSetField(tiff, TIFFTAG_ROWSPERSTRIP, 3);
-    for (unsigned plane = 0; plane < planes; ++plane) {
-      for (unsigned y = 0; y < s.height; ++y) {
-        Bytes row = PackRow(s, y, plane, 1, perPlane, false);
-        ok = ok && TIFFWriteScanline(tiff, row.data(), y, static_cast<std::uint16_t>(plane)) >= 0;
-      }
-    }
+  for (unsigned y = 0; y < s.height; ++y) {
+    Bytes row = PackRow(s, y, false);
+    ok = ok && TIFFWriteScanline(tiff, row.data(), y, 0) >= 0;
   }
   TIFFClose(tiff);
   std::ifstream in(path, std::ios::binary);
@@ -187,10 +139,7 @@ Bytes WriteJPEG(const Samples& s, int quality, unsigned exifOrientation, bool li
     jpeg_write_marker(&info, JPEG_APP0 + 1, exif.data(), static_cast<unsigned>(exif.size()));
   }
   for (unsigned y = 0; y < s.height; ++y) {
-    Bytes row;
-    for (unsigned i = 0; i < s.width * s.channels; ++i) {
-      row.push_back(static_cast<unsigned char>(s.values[y * s.width * s.channels + i]));
-    }
+    Bytes row = PackRow(s, y, true);
     JSAMPROW pointer = row.data();
     jpeg_write_scanlines(&info, &pointer, 1);
   }

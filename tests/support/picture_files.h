@@ -26,20 +26,17 @@ struct PNGFile {
   bool interlaced = false;
   std::vector<std::uint8_t> palette = {};       // RGB triples
   std::vector<std::uint8_t> transparency = {};  // tRNS: palette alphas
-  bool greyTransparent = false;                 // tRNS: grey value 0 is transparent
 };
 Bytes WritePNG(const Samples& samples, const PNGFile& file);
 
 struct TIFFFile {
   unsigned photometric = 1;  // PHOTOMETRIC_*
   unsigned compression = 1;  // COMPRESSION_*
-  bool separatePlanes = false;
-  bool tiled = false;
   unsigned orientation = 1;
-  bool unassociatedAlpha = false;             // the last channel is alpha
-  std::vector<std::uint16_t> colourMap = {};  // palette: 3 x 2^bits entries
+  bool unassociatedAlpha = false;  // the last channel is alpha
 };
-// Written through a temporary file, as libtiff writes files.
+// In strips of three rows, written through a temporary file as libtiff
+// writes files.
 Bytes WriteTIFF(const Samples& samples, const TIFFFile& file);
 
 // 8-bit grey (1), RGB (3) or CMYK stored inverted as Adobe's programs do (4).

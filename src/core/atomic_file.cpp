@@ -1,4 +1,4 @@
-#include "imagetool/output_file.h"
+#include "core/atomic_file.h"
 
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -6,26 +6,26 @@
 
 #include <cerrno>
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
-#include <filesystem>
 
 #include "core/exception.h"
 
-namespace Corvane::ImageTool {
+namespace Corvane {
 
 namespace {
 
 [[noreturn]] void Fail(const std::string& name, int error) {
-  throw IOException("Cannot write " + name + ": " + std::strerror(error));
+  throw IOException("Unable to write " + name + ": " + std::strerror(error));
 }
 
 // The file the path finally names, links followed; the path itself when it
 // does not exist yet (or a link points nowhere yet).
-std::string Target(const std::string& path) {
+std::filesystem::path Target(const std::filesystem::path& path) {
   std::error_code error;
   if (!std::filesystem::is_symlink(path, error)) return path;
   const std::filesystem::path target = std::filesystem::weakly_canonical(path, error);
-  return error ? path : target.string();
+  return error ? path : target;
 }
 
 mode_t CreationMode() {
@@ -53,8 +53,9 @@ void WriteAll(int descriptor, std::string_view contents, const std::string& name
   if (const int error = WriteEverything(descriptor, contents); error != 0) Fail(name, error);
 }
 
-void WriteFileAtomically(const std::string& path, std::string_view contents) {
-  const std::string target = Target(path);
+void WriteFileAtomically(const std::filesystem::path& path, std::string_view contents,
+                         Durability durability) {
+  const std::filesystem::path target = Target(path);
   struct stat existing {};
   if (stat(target.c_str(), &existing) == 0 && !S_ISREG(existing.st_mode)) {
     const int descriptor = open(target.c_str(), O_WRONLY | O_CLOEXEC);
@@ -64,12 +65,16 @@ void WriteFileAtomically(const std::string& path, std::string_view contents) {
     if (error != 0) Fail(path, error);
     return;
   }
-  std::string temporary = target + ".XXXXXX";
-  const int descriptor = mkstemp(temporary.data());
+  // Hidden, and ending in ".part", so that a directory listing of finished
+  // files passes over it, and a program that finds one left by a crash knows
+  // it for what it is.
+  std::string temporary =
+      (target.parent_path() / ("." + target.filename().string() + ".XXXXXX.part")).string();
+  const int descriptor = mkstemps(temporary.data(), 5);
   if (descriptor < 0) Fail(path, errno);
   int error = WriteEverything(descriptor, contents);
   if (error == 0 && fchmod(descriptor, CreationMode()) != 0) error = errno;
-  if (error == 0 && fsync(descriptor) != 0) error = errno;
+  if (error == 0 && durability == Durability::kSynced && fsync(descriptor) != 0) error = errno;
   if (close(descriptor) != 0 && error == 0) error = errno;
   if (error == 0 && std::rename(temporary.c_str(), target.c_str()) != 0) error = errno;
   if (error != 0) {
@@ -78,4 +83,4 @@ void WriteFileAtomically(const std::string& path, std::string_view contents) {
   }
 }
 
-}  // namespace Corvane::ImageTool
+}  // namespace Corvane
