@@ -4,6 +4,8 @@
 // they and bitmap-from-image are also held to the plain per-pixel rule --
 // grey below the threshold at (x, y), packed most significant bit first,
 // padding bits zero -- on random pictures of awkward widths.
+#include "graphics/halftoning.h"
+
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -15,7 +17,6 @@
 
 #include "graphics/bitmap_from_image.h"
 #include "graphics/exception.h"
-#include "graphics/halftoning.h"
 #include "graphics/screens.h"
 #include "graphics/tone_curves.h"
 

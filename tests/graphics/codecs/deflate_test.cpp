@@ -92,8 +92,8 @@ class PlainInflate {
   std::uint32_t Symbol(const Table& t) {
     std::uint64_t code = 0;
     for (std::uint32_t length = 1;; ++length) {
-      code = code * 2 +
-             Required(1, "Unexpected end of stream encountered while reading Huffman code");
+      code =
+          code * 2 + Required(1, "Unexpected end of stream encountered while reading Huffman code");
       if (length > t.longest) throw Failure("Code too large for this table");
       const auto found = t.slots.find((std::uint64_t{1} << length) - 2 + code);
       if (found != t.slots.end()) return found->second;
@@ -108,7 +108,8 @@ class PlainInflate {
     if ((len ^ 0xFFFF) != nlen) throw Failure("Error reading length of uncompressed data");
     for (std::uint32_t i = 0, byte = 0; i < len; ++i) {
       if (!Field(8, byte))
-        throw Failure("Stream ended early, read " + std::to_string(i) + " of " + std::to_string(len));
+        throw Failure("Stream ended early, read " + std::to_string(i) + " of " +
+                      std::to_string(len));
       out_.push_back(static_cast<unsigned char>(byte));
     }
   }
@@ -157,10 +158,12 @@ class PlainInflate {
       // Lengths 3-10 have no extra bits, then 4 codes per extra bit; 285 is 258.
       const std::uint32_t code = symbol - 257;
       const std::uint32_t lengthExtra = code < 8 || code == 28 ? 0 : code / 4 - 1;
-      const std::uint32_t lengthBase =
-          code == 28 ? 258 : code < 8 ? code + 3 : ((4 + code % 4) << lengthExtra) + 3;
+      const std::uint32_t lengthBase = code == 28 ? 258
+                                       : code < 8 ? code + 3
+                                                  : ((4 + code % 4) << lengthExtra) + 3;
       const std::uint32_t length =
-          lengthBase + Required(lengthExtra, "Unexpected end of stream while reading extra length bits");
+          lengthBase +
+          Required(lengthExtra, "Unexpected end of stream while reading extra length bits");
       const std::uint32_t distanceCode = Symbol(distances);
       if (distanceCode > 29) throw Failure("Unknown distance code");
       const std::uint32_t extra = distanceCode < 4 ? 0 : distanceCode / 2 - 1;
@@ -254,8 +257,8 @@ struct BitPacker {
   BitPacker& Bits(std::uint32_t value, int count, bool msbFirst = false) {
     for (int i = 0; i < count; ++i, used = (used + 1) % 8) {
       if (used == 0) bytes.push_back(0);
-      bytes.back() |= static_cast<unsigned char>(((value >> (msbFirst ? count - 1 - i : i)) & 1)
-                                                 << used);
+      bytes.back() |=
+          static_cast<unsigned char>(((value >> (msbFirst ? count - 1 - i : i)) & 1) << used);
     }
     return *this;
   }
@@ -320,9 +323,9 @@ TEST(Deflate, MalformedStreamsFailWithTheirMessage) {
 
 TEST(Deflate, DamagedStreamsFailAsThePlainDecoderFails) {
   std::vector<Bytes> streams;
-  for (const Bytes& bytes : {Vellum::Testing::EnglishText(60'000),
-                             Vellum::Testing::LabelBitmap(400, 300),
-                             Vellum::Testing::PhotoGrey(160, 120)}) {
+  for (const Bytes& bytes :
+       {Vellum::Testing::EnglishText(60'000), Vellum::Testing::LabelBitmap(400, 300),
+        Vellum::Testing::PhotoGrey(160, 120)}) {
     for (int level : {0, 1, 6, 9}) streams.push_back(Zlib(bytes, level, Z_DEFAULT_STRATEGY));
     streams.push_back(Zlib(bytes, 6, Z_FIXED));
   }
