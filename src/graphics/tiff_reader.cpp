@@ -14,31 +14,14 @@
 #include "graphics/codecs/tiff_prediction.h"
 #include "graphics/codecs/vector_codec.h"
 #include "graphics/exception.h"
+#include "graphics/tiff_tags.h"
 
 namespace Brindle {
 
 namespace {
 
-// Tags, by their TIFF names.
-constexpr std::uint16_t kImageWidth = 256;
-constexpr std::uint16_t kImageLength = 257;
-constexpr std::uint16_t kBitsPerSample = 258;
-constexpr std::uint16_t kCompression = 259;
-constexpr std::uint16_t kPhotometricInterpretation = 262;
-constexpr std::uint16_t kStripOffsets = 273;
-constexpr std::uint16_t kSamplesPerPixel = 277;
-constexpr std::uint16_t kRowsPerStrip = 278;
-constexpr std::uint16_t kStripByteCounts = 279;
-constexpr std::uint16_t kXResolution = 282;
-constexpr std::uint16_t kYResolution = 283;
-constexpr std::uint16_t kResolutionUnit = 296;
-constexpr std::uint16_t kPredictor = 317;
-
-// Field types.
-constexpr std::uint16_t kByte = 1;
-constexpr std::uint16_t kShort = 3;
-constexpr std::uint16_t kLong = 4;
-constexpr std::uint16_t kRational = 5;
+using namespace TIFFTag;
+using namespace TIFFType;
 
 struct Entry {
   std::uint16_t type;

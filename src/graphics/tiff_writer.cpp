@@ -8,15 +8,14 @@
 #include "graphics/codecs/lzw_compression.h"
 #include "graphics/codecs/vector_codec.h"
 #include "graphics/exception.h"
+#include "graphics/tiff_tags.h"
 
 namespace Brindle::ImageIO {
 
 namespace {
 
-// TIFF field types.
-constexpr std::uint16_t kShort = 3;
-constexpr std::uint16_t kLong = 4;
-constexpr std::uint16_t kRational = 5;
+using namespace TIFFTag;
+using namespace TIFFType;
 
 // The file always has the same thirteen entries, so every offset after the
 // IFD is fixed: header (8) + count (2) + entries (12 each) + next IFD (4).
@@ -102,19 +101,19 @@ void WriteToTIFFFormat(const Image& image, std::ostream& output, std::uint16_t c
   const auto width = static_cast<std::uint32_t>(image.Width());
   const auto height = static_cast<std::uint32_t>(image.Height());
   const std::map<std::uint16_t, Entry> entries = {
-      {254, {kLong, 1, 0}},                                                      // NewSubfileType
-      {256, {kLong, 1, width}},                                                  // ImageWidth
-      {257, {kLong, 1, height}},                                                 // ImageLength
-      {258, {kShort, bitsArray ? samples : 1, bitsArray ? kFreeOffset : bits}},  // BitsPerSample
-      {259, {kShort, 1, compression}},                                           // Compression
-      {262, {kShort, 1, Photometric(image)}},                        // PhotometricInterpretation
-      {273, {kLong, 1, stripOffset}},                                // StripOffsets
-      {277, {kShort, 1, samples}},                                   // SamplesPerPixel
-      {278, {kLong, 1, height}},                                     // RowsPerStrip
-      {279, {kLong, 1, static_cast<std::uint32_t>(strip->size())}},  // StripByteCounts
-      {282, {kRational, 1, kXResolutionOffset}},                     // XResolution
-      {283, {kRational, 1, kYResolutionOffset}},                     // YResolution
-      {296, {kShort, 1, 2}},                                         // ResolutionUnit: inch
+      {kNewSubfileType, {kLong, 1, 0}},
+      {kImageWidth, {kLong, 1, width}},
+      {kImageLength, {kLong, 1, height}},
+      {kBitsPerSample, {kShort, bitsArray ? samples : 1, bitsArray ? kFreeOffset : bits}},
+      {kCompression, {kShort, 1, compression}},
+      {kPhotometricInterpretation, {kShort, 1, Photometric(image)}},
+      {kStripOffsets, {kLong, 1, stripOffset}},
+      {kSamplesPerPixel, {kShort, 1, samples}},
+      {kRowsPerStrip, {kLong, 1, height}},
+      {kStripByteCounts, {kLong, 1, static_cast<std::uint32_t>(strip->size())}},
+      {kXResolution, {kRational, 1, kXResolutionOffset}},
+      {kYResolution, {kRational, 1, kYResolutionOffset}},
+      {kResolutionUnit, {kShort, 1, 2}},  // inch
   };
   for (const auto& [tag, entry] : entries) {
     Put(output, tag);

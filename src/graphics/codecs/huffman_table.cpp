@@ -12,10 +12,26 @@ namespace {
 // Code lengths past this are not counted when codes are assigned.
 constexpr std::uint32_t kCountedLengths = 33;
 
-constexpr std::uint32_t Reverse(std::uint32_t code, std::uint32_t length) {
+constexpr std::uint32_t ReverseBitByBit(std::uint32_t code, std::uint32_t length) {
   std::uint32_t reversed = 0;
   for (std::uint32_t i = 0; i < length; ++i) reversed |= ((code >> i) & 1) << (length - 1 - i);
   return reversed;
+}
+
+// Every byte reversed, made when compiling: tables are built for every
+// block, and reversing each code bit by bit was a good part of that.
+constexpr std::array<std::uint8_t, 256> kReversedBytes = [] {
+  std::array<std::uint8_t, 256> table{};
+  for (std::uint32_t i = 0; i < 256; ++i)
+    table[i] = static_cast<std::uint8_t>(ReverseBitByBit(i, 8));
+  return table;
+}();
+
+// The low `length` bits of `code` in reverse order (length at most 16).
+constexpr std::uint32_t Reverse(std::uint32_t code, std::uint32_t length) {
+  const std::uint32_t reversed16 =
+      std::uint32_t{kReversedBytes[code & 0xFF]} << 8 | kReversedBytes[(code >> 8) & 0xFF];
+  return reversed16 >> (16 - length);
 }
 
 // The widest first-level lookup, and the reversal of each of its indices,

@@ -205,6 +205,195 @@ struct Entry {
   std::uint32_t length;
 };
 
+// The code width and the next free code, which move together.
+struct Codes {
+  std::uint32_t width = LZWCompression::kMinCodeWidth;
+  std::uint32_t next = LZWCompression::kFirstFreeCode;
+};
+
+// The one table update: the new entry is the previous string (`start`,
+// `length` in the history) plus the byte that now follows it, and the codes
+// widen one code early when `earlyChange` is 1. The caller has checked that
+// the table has room.
+[[gnu::always_inline]] inline void AddEntry(Entry* table, Codes& codes, std::uint32_t earlyChange,
+                                            std::size_t start, std::uint32_t length) {
+  table[codes.next] = {static_cast<std::uint32_t>(start), length + 1};
+  ++codes.next;
+  if (((codes.next + earlyChange) >> codes.width) != 0) ++codes.width;
+}
+
+// Decodes one strip: a fast loop for plain codes, and the exact path, one
+// code at a time with every check and message, for everything else.
+class Decoder {
+ public:
+  Decoder(StreamBitReader& reader, History& history, Entry* table, std::uint32_t earlyChange)
+      : reader_(reader), history_(history), table_(table), earlyChange_(earlyChange) {}
+
+  // Decodes up to End of Information; throws DecompressionException on a
+  // malformed stream, with what was decoded before it in the history.
+  void Run() {
+    for (;;) {
+      DecodeFast();
+      const std::uint32_t code = ReadCode("Unexpected end of stream");
+      if (code == LZWCompression::kClearCode) {
+        if (!Restart()) return;
+        continue;
+      }
+      if (code == LZWCompression::kEndOfInformation) return;
+      if (code > codes_.next) throw DecompressionException("LZW code is invalid");
+      if (previous_ >= codes_.next)
+        throw DecompressionException("Internal inconsistency in LZW decompression");
+      const std::size_t start = previousStart_;
+      const std::uint32_t length = previousLength_;
+      if (code < codes_.next) {
+        Emit(code);
+      } else {
+        EmitDefining();
+      }
+      Add(start, length);
+      previous_ = code;
+    }
+  }
+
+ private:
+  std::uint32_t ReadCode(const char* failure) {
+    std::uint32_t code = 0;
+    if (!reader_.ReadCode(codes_.width, code)) throw DecompressionException(failure);
+    return code;
+  }
+
+  // After Clear: the table and history start over, and the first string is
+  // a literal. Returns false at End of Information.
+  bool Restart() {
+    codes_ = Codes{};
+    history_.Restart();
+    std::uint32_t code = 0;
+    do {
+      code = ReadCode("Unexpected end of LZW stream");
+    } while (code == LZWCompression::kClearCode);
+    if (code == LZWCompression::kEndOfInformation) return false;
+    if (code >= codes_.next) throw DecompressionException("Invalid code in stream");
+    Emit(code);
+    previous_ = code;
+    return true;
+  }
+
+  // Writes the string of a code already in the table.
+  void Emit(std::uint32_t code) {
+    previousStart_ = history_.Size();
+    if (code < 256) {
+      history_.AppendByte(static_cast<unsigned char>(code));
+      previousLength_ = 1;
+    } else {
+      history_.AppendCopy(table_[code].offset, table_[code].length);
+      previousLength_ = table_[code].length;
+    }
+  }
+
+  // Writes the string of the code being defined right now: the previous
+  // string and its own first byte, which the copy of the previous string
+  // starts with.
+  void EmitDefining() {
+    const std::size_t start = previousStart_;
+    const std::uint32_t length = previousLength_;
+    previousStart_ = history_.Size();
+    history_.AppendCopy(start, length);
+    history_.AppendByte(history_.At(start));
+    previousLength_ = length + 1;
+  }
+
+  void Add(std::size_t start, std::uint32_t length) {
+    if (codes_.next > LZWCompression::kTableSize - 1)
+      throw DecompressionException("LZW table is full!");
+    AddEntry(table_, codes_, earlyChange_, start, length);
+  }
+
+  // Plain codes while input and room last, with the bit state, the codes
+  // and the previous string in registers. Clear, End of Information,
+  // anything invalid and the input's last bytes are left to the exact path.
+  void DecodeFast();
+
+  StreamBitReader& reader_;
+  History& history_;
+  Entry* const table_;
+  const std::uint32_t earlyChange_;
+  Codes codes_;
+  // No previous string before the first Clear: a stream that starts with
+  // anything but Clear is inconsistent.
+  std::uint32_t previous_ = LZWCompression::kTableSize;
+  std::size_t previousStart_ = 0;
+  std::uint32_t previousLength_ = 0;
+};
+
+void Decoder::DecodeFast() {
+  if (previous_ >= codes_.next) return;
+  constexpr std::uint32_t kTableSize = LZWCompression::kTableSize;
+  auto raw = reader_.Export();
+  std::uint64_t bits = raw.accumulator;
+  std::uint32_t count = raw.count;
+  const unsigned char* in = raw.next;
+  const unsigned char* const inEnd = raw.end;
+  unsigned char* const out = history_.Data();
+  std::size_t used = history_.Size();
+  const std::size_t room = history_.Room();
+  const std::uint32_t early = earlyChange_;
+  Entry* const table = table_;
+  Codes codes = codes_;
+  std::size_t previousStart = previousStart_;
+  std::uint32_t previousLength = previousLength_;
+  std::uint32_t previous = previous_;
+  while (used + kTableSize + kSlack <= room) {
+    if (count < 16) {
+      if (inEnd - in >= 8) {
+        std::uint64_t word;
+        std::memcpy(&word, in, 8);
+        if constexpr (std::endian::native == std::endian::little) word = __builtin_bswap64(word);
+        const std::uint32_t take = (63 - count) >> 3;
+        bits = (bits << (8 * take)) | (word >> (64 - 8 * take));
+        count += 8 * take;
+        in += take;
+      } else {
+        // The input's last bytes, one by one: small strips end here
+        // often, and their last codes need not leave this loop.
+        while (count <= 56 && in < inEnd) {
+          bits = (bits << 8) | *in++;
+          count += 8;
+        }
+        if (count < codes.width) break;
+      }
+    }
+    const std::uint32_t code =
+        static_cast<std::uint32_t>(bits >> (count - codes.width)) & ((1u << codes.width) - 1);
+    if (code == LZWCompression::kClearCode || code == LZWCompression::kEndOfInformation) break;
+    if (code > codes.next || codes.next > kTableSize - 1) break;
+    count -= codes.width;
+    const std::size_t start = used;
+    const Entry entry = code < codes.next
+                            ? table[code]
+                            : Entry{static_cast<std::uint32_t>(previousStart), previousLength};
+    const unsigned char* from = out + entry.offset;
+    unsigned char* to = out + used;
+    if (entry.length <= kSlack && to - from >= static_cast<std::ptrdiff_t>(kSlack)) {
+      std::memcpy(to, from, kSlack);
+    } else {
+      std::memmove(to, from, entry.length);
+    }
+    used += entry.length;
+    // The code being defined right now ends with its own first byte.
+    if (code == codes.next) out[used++] = out[entry.offset];
+    AddEntry(table, codes, early, previousStart, previousLength);
+    previousStart = start;
+    previousLength = static_cast<std::uint32_t>(used - start);
+    previous = code;
+  }
+  reader_.Import({bits, count, in, inEnd});
+  history_.SetSize(used);
+  codes_ = codes;
+  previousStart_ = previousStart;
+  previousLength_ = previousLength;
+  previous_ = previous;
+}
+
 }  // namespace
 
 // The decoder's buffers, kept from one call to the next. The literals at
@@ -238,138 +427,8 @@ void LZWCompression::DecompressBytes(const unsigned char* data, std::size_t size
 void LZWCompression::Decode(StreamBitReader& reader, ByteSink output) {
   Work& work = DecoderWork();
   History history(output, work.history);
-  Entry* const table = work.table.get();
-  std::uint32_t width = kMinCodeWidth;
-  std::uint32_t nextCode = kFirstFreeCode;
-  // No previous string before the first Clear: a stream that starts with
-  // anything but Clear is inconsistent.
-  std::uint32_t previous = kTableSize;
-  std::size_t previousStart = 0;
-  std::uint32_t previousLength = 0;
-
-  // Writes the string of a code already in the table.
-  auto emit = [&](std::uint32_t code) {
-    previousStart = history.Size();
-    if (code < 256) {
-      history.AppendByte(static_cast<unsigned char>(code));
-      previousLength = 1;
-    } else {
-      history.AppendCopy(table[code].offset, table[code].length);
-      previousLength = table[code].length;
-    }
-  };
-  // The new entry is the previous string plus the byte that now follows it.
-  auto add = [&](std::size_t start, std::uint32_t length) {
-    if (nextCode > kTableSize - 1) throw DecompressionException("LZW table is full!");
-    table[nextCode] = {static_cast<std::uint32_t>(start), length + 1};
-    ++nextCode;
-    if (((nextCode + earlyChange_) >> width) != 0) ++width;
-  };
-
-  // Plain codes while input and room last, with the bit state in registers.
-  // Clear, End of Information, anything invalid and the input's last bytes
-  // are left to the exact path below, one code at a time.
-  auto decodeFast = [&] {
-    if (previous >= nextCode) return;
-    auto raw = reader.Export();
-    std::uint64_t bits = raw.accumulator;
-    std::uint32_t count = raw.count;
-    const unsigned char* in = raw.next;
-    const unsigned char* const inEnd = raw.end;
-    unsigned char* const out = history.Data();
-    std::size_t used = history.Size();
-    const std::size_t room = history.Room();
-    const std::uint32_t early = earlyChange_;
-    while (used + kTableSize + kSlack <= room) {
-      if (count < 16) {
-        if (inEnd - in >= 8) {
-          std::uint64_t word;
-          std::memcpy(&word, in, 8);
-          if constexpr (std::endian::native == std::endian::little) word = __builtin_bswap64(word);
-          const std::uint32_t take = (63 - count) >> 3;
-          bits = (bits << (8 * take)) | (word >> (64 - 8 * take));
-          count += 8 * take;
-          in += take;
-        } else {
-          // The input's last bytes, one by one: small strips end here
-          // often, and their last codes need not leave this loop.
-          while (count <= 56 && in < inEnd) {
-            bits = (bits << 8) | *in++;
-            count += 8;
-          }
-          if (count < width) break;
-        }
-      }
-      const std::uint32_t code =
-          static_cast<std::uint32_t>(bits >> (count - width)) & ((1u << width) - 1);
-      if (code == kClearCode || code == kEndOfInformation || code > nextCode ||
-          nextCode > kTableSize - 1)
-        break;
-      count -= width;
-      const std::size_t start = used;
-      const Entry entry = code < nextCode
-                              ? table[code]
-                              : Entry{static_cast<std::uint32_t>(previousStart), previousLength};
-      const unsigned char* from = out + entry.offset;
-      unsigned char* to = out + used;
-      if (entry.length <= kSlack && to - from >= static_cast<std::ptrdiff_t>(kSlack)) {
-        std::memcpy(to, from, kSlack);
-      } else {
-        std::memmove(to, from, entry.length);
-      }
-      used += entry.length;
-      // The code being defined right now ends with its own first byte.
-      if (code == nextCode) out[used++] = out[entry.offset];
-      table[nextCode] = {static_cast<std::uint32_t>(previousStart), previousLength + 1};
-      ++nextCode;
-      if (((nextCode + early) >> width) != 0) ++width;
-      previousStart = start;
-      previousLength = static_cast<std::uint32_t>(used - start);
-      previous = code;
-    }
-    reader.Import({bits, count, in, inEnd});
-    history.SetSize(used);
-  };
-
   try {
-    for (;;) {
-      decodeFast();
-      std::uint32_t code = 0;
-      if (!reader.ReadCode(width, code)) throw DecompressionException("Unexpected end of stream");
-      if (code == kClearCode) {
-        width = kMinCodeWidth;
-        nextCode = kFirstFreeCode;
-        history.Restart();
-        do {
-          if (!reader.ReadCode(width, code))
-            throw DecompressionException("Unexpected end of LZW stream");
-        } while (code == kClearCode);
-        if (code == kEndOfInformation) break;
-        if (code >= nextCode) throw DecompressionException("Invalid code in stream");
-        emit(code);
-        previous = code;
-        continue;
-      }
-      if (code == kEndOfInformation) break;
-      if (code > nextCode) throw DecompressionException("LZW code is invalid");
-      if (previous >= nextCode)
-        throw DecompressionException("Internal inconsistency in LZW decompression");
-      const std::size_t start = previousStart;
-      const std::uint32_t length = previousLength;
-      if (code < nextCode) {
-        emit(code);
-        add(start, length);
-      } else {
-        // The code being defined right now: the previous string and its own
-        // first byte, which the copy of the previous string starts with.
-        previousStart = history.Size();
-        history.AppendCopy(start, length);
-        history.AppendByte(history.At(start));
-        previousLength = length + 1;
-        add(start, length);
-      }
-      previous = code;
-    }
+    Decoder(reader, history, work.table.get(), earlyChange_).Run();
   } catch (...) {
     history.Flush();
     throw;
