@@ -69,15 +69,18 @@ TEST_P(LabelJobRoundTrip, RenderDrawsExactlyTheCanvas) {
   ASSERT_EQ(::Vellum::Testing::RenderedDots(job.str(), c.dotsPerInch), canvas.Data());
 
   const std::vector<Graphic> graphics = Graphics(job.str());
-  if (c.fill == Fill::kWhite) EXPECT_TRUE(graphics.empty());  // the buffer was cleared
+  if (c.fill == Fill::kWhite) {
+    EXPECT_TRUE(graphics.empty());  // the buffer was cleared
+  }
   for (std::size_t i = 0; i < graphics.size(); ++i) {
     EXPECT_LE(graphics[i].width, 4096u);  // TOPIX's widest row: wider labels get columns
     EXPECT_GT(graphics[i].count, 0u);     // 65536 would have wrapped to 0
     // Noise fills each band up to the two-byte count, within three lines of
     // a 512-byte row (a band may end two rows early, on a row a Y reaches).
     const bool lastOfColumn = i + 1 == graphics.size() || graphics[i + 1].y < graphics[i].y;
-    if (c.fill == Fill::kNoise && graphics[i].width == 4096 && !lastOfColumn)
+    if (c.fill == Fill::kNoise && graphics[i].width == 4096 && !lastOfColumn) {
       EXPECT_GT(graphics[i].count, 65535u - 3 * 585u) << "band " << i;
+    }
   }
 }
 
