@@ -4,7 +4,7 @@
 
 #include <exception>
 #include <iostream>
-#include <sstream>
+#include <string_view>
 #include <string>
 #include <vector>
 
@@ -37,12 +37,12 @@ int main(int argc, char** argv) {
     const PictureLabel label = LayOutPicture(picture, line.job);
     // The whole job is made before any of it is written, so a failure leaves
     // no part of a job behind.
-    std::ostringstream job;
-    WritePictureJob(job, label, line.job);
+    const std::vector<unsigned char> job = PictureJobBytes(label, line.job);
+    const std::string_view bytes(reinterpret_cast<const char*>(job.data()), job.size());
     if (line.output.empty()) {
-      Corvane::WriteAll(STDOUT_FILENO, job.view(), "standard output");
+      Corvane::WriteAll(STDOUT_FILENO, bytes, "standard output");
     } else {
-      Corvane::WriteFileAtomically(line.output, job.view());
+      Corvane::WriteFileAtomically(line.output, bytes);
     }
   } catch (const std::bad_alloc&) {
     std::cerr << "vellum-image: " << line.picture << ": not enough memory for this picture\n";

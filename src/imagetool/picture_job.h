@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <optional>
 #include <ostream>
+#include <vector>
 
 #include "graphics/bitmap.h"
 #include "graphics/bitmap_from_image.h"
@@ -63,6 +64,12 @@ void CheckOptions(const PictureJobOptions& options);
 // command.
 void WritePictureJob(std::ostream& output, const PictureLabel& label,
                      const PictureJobOptions& options);
+
+// The same job as bytes in memory, made in room reserved for it up front:
+// a job is about as large as its canvas, and growing a buffer step by step
+// would copy it several times over.
+[[nodiscard]] std::vector<unsigned char> PictureJobBytes(const PictureLabel& label,
+                                                         const PictureJobOptions& options);
 
 // Copies `dots` onto `canvas` with its top left corner at dot (left, top),
 // bit for bit (no rounding to whole bytes), clipped at the canvas's edges.

@@ -2,10 +2,8 @@
 
 #include <algorithm>
 #include <array>
-#include <bit>
 #include <cstdio>
 #include <cstring>
-#include <sstream>
 #include <string>
 #include <vector>
 
@@ -93,34 +91,16 @@ struct Column {
   std::uint64_t dots;
 };
 
-// The bytes of the TOPIX line of `row` below `previous` (nullptr: the first
-// row of a graphic, below an all-white one): a section byte, a block byte per
-// section and a byte-map byte per block that differ, and each differing byte.
-// Counted eight bytes (one block) at a time, as every row is counted once.
-std::uint64_t LineBytes(const unsigned char* row, const unsigned char* previous,
-                        std::uint64_t length) {
-  std::uint64_t bytes = 1;
-  for (std::uint64_t section = 0; section < length; section += 64) {
-    std::uint64_t blocks = 0;
-    for (std::uint64_t block = section; block < std::min(section + 64, length); block += 8) {
-      const std::uint64_t count = std::min<std::uint64_t>(8, length - block);
-      std::uint64_t now = 0, before = 0;
-      std::memcpy(&now, row + block, count);
-      if (previous != nullptr) std::memcpy(&before, previous + block, count);
-      std::uint64_t difference = now ^ before;
-      if (difference == 0) continue;
-      // One bit per differing byte: its low seven bits folded into its top one.
-      difference |= (difference & 0x7F7F7F7F7F7F7F7FULL) + 0x7F7F7F7F7F7F7F7FULL;
-      bytes += static_cast<std::uint64_t>(std::popcount(difference & 0x8080808080808080ULL)) + 1;
-      ++blocks;
-    }
-    if (blocks != 0) ++bytes;
-  }
-  return bytes;
-}
-
 bool RowIsWhite(const unsigned char* row, std::uint64_t length) {
-  return std::all_of(row, row + length, [](unsigned char byte) { return byte == 0; });
+  // Eight bytes a step: every row of the label is looked at this way.
+  std::uint64_t i = 0, ink = 0;
+  for (; i + 8 <= length; i += 8) {
+    std::uint64_t word;
+    std::memcpy(&word, row + i, 8);
+    ink |= word;
+  }
+  for (; i < length; ++i) ink |= row[i];
+  return ink == 0;
 }
 
 class GraphicsWriter {
@@ -147,17 +127,22 @@ class GraphicsWriter {
   }
 
   // Writes the band that starts at addressable row `first` and returns the
-  // row after it, itself addressable (or the canvas's height).
+  // row after it, itself addressable (or the canvas's height). Rows are
+  // encoded straight from the canvas onto the band's lines; a row that would
+  // take the band past the two-byte count, or the end of a long white run,
+  // ends it, and the band is cut back to the last addressable row before.
   std::uint64_t WriteBand(const Column& column, std::uint64_t first) {
     const std::uint64_t height = canvas_.Height();
-    std::uint64_t bytes = 0;
+    starts_.clear();
+    std::size_t size = 0;
     std::uint64_t end = first;
     std::uint64_t whiteSince = first;  // start of the white rows just passed
     while (end < height) {
       const unsigned char* row = Row(end, column);
-      const std::uint64_t line =
-          LineBytes(row, end == first ? nullptr : Row(end - 1, column), column.length);
-      if (bytes + line > kMaxBandBytes) {
+      const std::size_t line = Brindle::EncodeTOPIXLine(
+          row, end == first ? white_.data() : Row(end - 1, column), column.length,
+          lines_.data() + size);
+      if (size + line > kMaxBandBytes) {
         // Back to an addressable row, so the next band can start exactly there.
         end = AddressableAtOrAbove(end, dotsPerMillimetre_).row;
         break;
@@ -171,37 +156,40 @@ class GraphicsWriter {
           break;
         }
       }
-      bytes += line;
+      starts_.push_back(size);
+      size += line;
       ++end;
     }
-    Emit(column, first, end);
+    if (end - first < starts_.size()) size = starts_[end - first];
+    Emit(column, first, end, size);
     return end;
   }
 
-  void Emit(const Column& column, std::uint64_t first, std::uint64_t end) {
-    std::vector<unsigned char> rows(column.length * (end - first));
-    for (std::uint64_t y = first; y < end; ++y) {
-      std::copy_n(Row(y, column), column.length,
-                  rows.begin() + static_cast<std::ptrdiff_t>((y - first) * column.length));
-    }
-    const Brindle::Bitmap band(std::move(rows), column.dots, end - first);
-    topix_.str({});
-    Brindle::WriteBitmap(band, topix_, Brindle::kTOPIXFormat);
+  void Emit(const Column& column, std::uint64_t first, std::uint64_t end, std::size_t size) {
     const AddressableRow top = AddressableAtOrAbove(first, dotsPerMillimetre_);
     if (top.tenths > kMaxFieldValue) {
       throw LabelJobException("The label is too long for a graphic's Y field");
     }
-    output_ << "{SG;" << xField_ << ',' << Digits(top.tenths, 4) << ',' << Digits(column.dots, 4)
-            << ',' << Digits(end - first, 4) << ",3," << topix_.view() << "|}\n";
+    const std::string head = "{SG;" + xField_ + ',' + Digits(top.tenths, 4) + ',' +
+                             Digits(column.dots, 4) + ',' + Digits(end - first, 4) + ",3,";
+    const char count[2] = {static_cast<char>(size >> 8), static_cast<char>(size & 0xFF)};
+    output_.write(head.data(), static_cast<std::streamsize>(head.size()));
+    output_.write(count, 2);
+    output_.write(reinterpret_cast<const char*>(lines_.data()), static_cast<std::streamsize>(size));
+    output_.write("|}\n", 3);
   }
 
   std::ostream& output_;
   const Brindle::Bitmap& canvas_;
   unsigned dotsPerMillimetre_;
   std::string xField_;
-  // The encoder patches its count in at position 0, so every band gets a
-  // stream of its own; this one is emptied and reused.
-  std::ostringstream topix_;
+  // The band's lines as they are encoded (room for one more line past the
+  // largest band), where each row's line starts, and a white row to encode
+  // a band's first row against.
+  std::vector<unsigned char> lines_ =
+      std::vector<unsigned char>(kMaxBandBytes + Brindle::kTOPIXLongestLine);
+  std::vector<std::size_t> starts_;
+  std::vector<unsigned char> white_ = std::vector<unsigned char>(kColumnBytes, 0);
 };
 
 }  // namespace

@@ -38,6 +38,17 @@ constexpr std::uint64_t kTOPIXMaxWidth = 4096;
 void DecodeTOPIX(const std::vector<unsigned char>& data, std::uint64_t width,
                  const std::function<void(std::uint64_t, const std::vector<unsigned char>&)>& row);
 
+// The longest a TOPIX line can be: the section byte, 8 block bytes, 64 byte
+// maps and 512 difference bytes.
+constexpr std::size_t kTOPIXLongestLine = 1 + 8 + 64 + 512;
+
+// Encodes one row of `length` bytes (at most 512) as its TOPIX line, the
+// difference from `previous` (the row above, all 0 for a graphic's first
+// row), into `line`, which has room for kTOPIXLongestLine bytes; returns the
+// line's length. The lines of WriteBitmap are these, one per row.
+std::size_t EncodeTOPIXLine(const unsigned char* row, const unsigned char* previous,
+                            std::size_t length, unsigned char* line);
+
 // Writes the bitmap to the stream. Format 0: the data bytes as they stand.
 // Format 1: a TOPIX block, a 16-bit big-endian byte count and then one line
 // per row. The count is patched in at absolute position 0 of the stream once
