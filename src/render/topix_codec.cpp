@@ -207,19 +207,6 @@ unsigned ByteMap(std::uint64_t difference) {
   }
 }
 
-// For each byte map, the places (0 = the first byte, bit 7) of its set bits
-// in order, the rest 0.
-constexpr auto kDifferingBytes = [] {
-  std::array<std::array<unsigned char, 8>, 256> table{};
-  for (unsigned map = 0; map < 256; ++map) {
-    unsigned k = 0;
-    for (unsigned p = 0; p < 8; ++p) {
-      if (map & (0x80u >> p)) table[map][k++] = static_cast<unsigned char>(p);
-    }
-  }
-  return table;
-}();
-
 std::uint64_t Load(const unsigned char* bytes) {
   std::uint64_t word;
   std::memcpy(&word, bytes, 8);
@@ -261,15 +248,13 @@ std::size_t EncodeLine(const unsigned char* row, const unsigned char* previous, 
         size += 8;
         continue;
       }
-      // The differing bytes in order, without a branch per byte: all eight
-      // places are written from the map's list, and the line grows by the
-      // map's count. The room past a line's last byte is within the longest
-      // line, which every caller's buffer holds.
-      unsigned char bytes[8];
-      std::memcpy(bytes, &difference, 8);
-      const std::array<unsigned char, 8>& order = kDifferingBytes[map];
-      for (std::size_t k = 0; k < 8; ++k) line[size + k] = bytes[order[k]];
-      size += static_cast<std::size_t>(std::popcount(map));
+      for (unsigned bytes = map; bytes != 0;) {
+        const unsigned p = FirstSet(bytes);
+        bytes &= ~(0x80u >> p);
+        const auto d = static_cast<unsigned char>(row[start + p] ^ previous[start + p]);
+        if (d == 0) throw Corvane::InternalInconsistencyException("Outputting unnecessary byte");
+        line[size++] = d;
+      }
     }
     if (blocks == 0) {
       --size;  // no block changed: the section is left out
