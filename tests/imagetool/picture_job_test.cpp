@@ -49,7 +49,8 @@ TEST(PictureJob, LayoutsThatCannotPrintAreRefused) {
     std::optional<Area> area;
     const char* message;
   } kCases[] = {
-      {Brindle::kDarkCurve, {},
+      {Brindle::kDarkCurve,
+       {},
        "The screens print with the normal curve only; choose the threshold or patterns method for "
        "another curve"},
       {Brindle::kNormalCurve, Area{400, 0, 200, 100}, "The picture's area reaches past the label"},
