@@ -74,24 +74,6 @@ std::string Dots(const Bitmap& bitmap) {
   return rows;
 }
 
-TEST(Halftoners, OtherCurvesFailBeforeWriting) {
-  std::uint64_t (*const kHalftoners[])(const HalftoneParameters&) = {
-      HalftoneGreyFirstScreen,       HalftoneGreySecondScreen,       HalftoneGrey32Screen,
-      HalftoneMappedGreyFirstScreen, HalftoneMappedGreySecondScreen, HalftoneMappedGrey32Screen,
-      HalftoneMappedRgbFirstScreen,  HalftoneMappedRgbSecondScreen,  HalftoneMappedRgb32Screen};
-  const Bytes source(16 * 4 * 4, 0);
-  for (std::uint32_t curve : {0U, 2U, 4U, 6U, 7U}) {
-    for (auto* halftone : kHalftoners) {
-      Bytes destination(2 * 4, 0xA5);
-      HalftoneParameters parameters{curve, source.data(), 16 * 4, 4, destination.data(), 2, 4};
-      parameters.mapping = RotationMapping(0);
-      parameters.mappingParameters = {16, 4, 16, 4};
-      EXPECT_THROW(halftone(parameters), HalftoningException) << "curve " << curve;
-      EXPECT_EQ(destination, Bytes(2 * 4, 0xA5)) << "curve " << curve;
-    }
-  }
-}
-
 // Rotations of a 3 x 2 picture with no symmetry (rotation 2 puts the source's
 // far corner at (0, 0)), the fixed threshold per curve on a ramp, the 4 x 4
 // patterns beside black and white, and 1-bit sources: a Bitmap's set bit is a
