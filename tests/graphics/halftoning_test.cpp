@@ -9,7 +9,6 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <bit>
 #include <cmath>
 #include <random>
 #include <string>
@@ -73,46 +72,6 @@ std::string Dots(const Bitmap& bitmap) {
     rows += padding != 0 && (bitmap.GetRow(y).back() & padding) != 0 ? "!/" : "/";
   }
   return rows;
-}
-
-// The share of dots each screen method prints on a flat grey: all of them up
-// to 12, then falling evenly as (256 - g) / 256, until at 244 only the first
-// screen's single 245 cell prints (one dot per 16 x 16 tile, at row 4, column
-// 15) and from 245 none.
-TEST(Halftoners, DotShareOfFlatGreys) {
-  for (std::int32_t method : {kFirstScreenMethod, kSecondScreenMethod, kThirtyTwoScreenMethod}) {
-    for (unsigned char grey : {12, 40, 100, 128, 192, 230, 244, 245}) {
-      const Image source(8, 1, 64, 64, Bytes(64 * 64, grey));
-      const Bitmap dots = BitmapFromImage(source, {0, 0, 64, 64}, kOneToOne, 0, method, 3);
-      double share = 0;
-      for (unsigned char byte : dots.Data()) share += std::popcount(byte) / 4096.0;
-      const bool tileDot = grey == 244 && method == kFirstScreenMethod;
-      if (grey > 12 && grey < 244) {
-        EXPECT_NEAR(share, (256.0 - grey) / 256, 0.008) << "method " << method << " grey " << +grey;
-      } else {
-        EXPECT_EQ(share, grey == 12 ? 1.0 : tileDot ? 16 / 4096.0 : 0.0) << "grey " << +grey;
-        EXPECT_EQ(dots.GetPixel(15 + 32, 4 + 16), grey == 12 || tileDot) << "grey " << +grey;
-      }
-    }
-  }
-}
-
-TEST(Halftoners, OtherCurvesFailBeforeWriting) {
-  std::uint64_t (*const kHalftoners[])(const HalftoneParameters&) = {
-      HalftoneGreyFirstScreen,       HalftoneGreySecondScreen,       HalftoneGrey32Screen,
-      HalftoneMappedGreyFirstScreen, HalftoneMappedGreySecondScreen, HalftoneMappedGrey32Screen,
-      HalftoneMappedRgbFirstScreen,  HalftoneMappedRgbSecondScreen,  HalftoneMappedRgb32Screen};
-  const Bytes source(16 * 4 * 4, 0);
-  for (std::uint32_t curve : {0U, 2U, 4U, 6U, 7U}) {
-    for (auto* halftone : kHalftoners) {
-      Bytes destination(2 * 4, 0xA5);
-      HalftoneParameters parameters{curve, source.data(), 16 * 4, 4, destination.data(), 2, 4};
-      parameters.mapping = RotationMapping(0);
-      parameters.mappingParameters = {16, 4, 16, 4};
-      EXPECT_THROW(halftone(parameters), HalftoningException) << "curve " << curve;
-      EXPECT_EQ(destination, Bytes(2 * 4, 0xA5)) << "curve " << curve;
-    }
-  }
 }
 
 // Rotations of a 3 x 2 picture with no symmetry (rotation 2 puts the source's
@@ -384,36 +343,6 @@ TEST_P(BitmapFromImageEquivalence, MatchesThePerPixelRule) {
           EXPECT_EQ(pure, method == 0 ? patternPure : e.pure);
         }
       }
-    }
-  }
-}
-
-// Quarter turns of a picture exactly the turned size, where eight rows at a
-// time come from eight neighbouring source columns.
-TEST_P(BitmapFromImageEquivalence, ExactQuarterTurns) {
-  const std::uint64_t width = GetParam();
-  const std::uint64_t height = width % 13 + 9;
-  std::mt19937 random(static_cast<unsigned>(width) + 200);
-  const Bytes data = RandomBytes(height * width, random);
-  const Image source(8, 1, height, width, data);  // turned: W = h, H = w
-  for (std::int32_t rotation : {1, 3}) {
-    for (std::int32_t method : {2, 4, 5}) {
-      std::uint64_t pure = 0;
-      const Bitmap dots =
-          BitmapFromImage(source, {0, 0, width, height}, 10.0, rotation, method, 3, &pure);
-      const SourceMapping map = RotationMapping(rotation);
-      const MappingParameters mp{height, width, width, height};
-      const auto greyAt = [&](std::uint64_t x, std::uint64_t y) -> unsigned {
-        const SourcePoint at = map(mp, x, y);
-        return data[at.y * height + at.x];
-      };
-      const auto dot = [&](std::uint64_t x, std::uint64_t y, unsigned grey) {
-        if (method == 5) return grey < FixedThreshold(3);
-        return grey < (method == 2 ? FirstScreen() : ThirtyTwoScreen()).At(x, y);
-      };
-      const Expected e = PerPixel(dots.BytesPerRow(), height, (8 - width % 8) % 8, greyAt, dot);
-      EXPECT_EQ(dots.Data(), e.rows) << "rotation " << rotation << " method " << method;
-      EXPECT_EQ(pure, e.pure);
     }
   }
 }

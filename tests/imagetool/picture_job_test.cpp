@@ -5,7 +5,6 @@
 #include <gtest/gtest.h>
 
 #include <array>
-#include <functional>
 #include <optional>
 
 namespace Corvane::ImageTool {
@@ -46,29 +45,24 @@ TEST(PictureJob, PictureIsFittedAndCentred) {
 
 TEST(PictureJob, LayoutsThatCannotPrintAreRefused) {
   const struct {
-    std::function<void(PictureJobOptions&)> change;
+    std::uint32_t curve;
+    std::optional<Area> area;
     const char* message;
   } kCases[] = {
-      {[](auto& o) { o.curve = Brindle::kDarkCurve; },
+      {Brindle::kDarkCurve,
+       {},
        "The screens print with the normal curve only; choose the threshold or patterns method for "
        "another curve"},
-      {[](auto& o) {
-         o.area = Area{400, 0, 200, 100};
-       },
-       "The picture's area reaches past the label"},
-      {[](auto& o) {
-         o.area = Area{0, 0, 0, 100};
-       },
-       "The picture's area is empty"},
-      {[](auto& o) {
-         o.area = Area{0, 0, 1, 300};
-       },
+      {Brindle::kNormalCurve, Area{400, 0, 200, 100}, "The picture's area reaches past the label"},
+      {Brindle::kNormalCurve, Area{0, 0, 0, 100}, "The picture's area is empty"},
+      {Brindle::kNormalCurve, Area{0, 0, 1, 300},
        "The picture would be less than a dot wide or high on this label"},
   };
   for (const auto& c : kCases) {
     PictureJobOptions options;
     options.geometry = {500, 300, 30};
-    c.change(options);
+    options.curve = c.curve;
+    options.area = c.area;
     try {
       (void)LayOutPicture(Grey(200, 100), options);
       ADD_FAILURE() << c.message;

@@ -19,11 +19,7 @@
 
 namespace Vellum::Testing {
 
-namespace {
-
 using Clock = std::chrono::steady_clock;
-
-}  // namespace
 
 VirtualPrinter::VirtualPrinter(const std::string& binary, const std::filesystem::path& output,
                                const std::vector<std::string>& extraArguments)

@@ -5,12 +5,9 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <fstream>
 #include <sstream>
 
 #include "graphics/tiff_tools.h"
-#include "render/render_command.h"
-#include "render/topix_codec.h"
 
 namespace Corvane::VirtualPrinter {
 namespace {
@@ -90,33 +87,6 @@ TEST_F(SessionTest, IssueMakesCopiesOfOneJobInAnyPieces) {
     session.Close("closed");
     EXPECT_TRUE(Logged("a job that was never issued was dropped ("));
   }
-}
-
-TEST_F(SessionTest, PicturesMatchRenderDotForDot) {
-  // Long form, an M type, D-marked coordinates, TOPIX and raw data, clipping
-  // at both edges and overdrawing: the quirks of placement included.
-  Brindle::Bitmap picture(Brindle::Bitmap(std::vector<unsigned char>(2 * 30, 0x5a), 16, 30));
-  std::ostringstream topix;
-  Brindle::WriteBitmap(picture, topix, Brindle::kTOPIXFormat);
-  const std::string job = "{D0100,0200,0090|}\n{SG;0005,0010,16,30,3," + topix.str() +
-                          "|}\n{SG0;0195,0095,24,3,M1,1,\x00\x00\x00\x09\x00"s +
-                          std::string(9, '\xc3') + "|}\n{SG;0003D,0002D,16,30,3," + topix.str() +
-                          "|}\n{XS;I,0001,0002C3000|}\n";
-  TempDir dir;
-  std::ofstream(dir / "job.prn", std::ios::binary) << job;
-  Vellum::Commands::Render({"-r", "300", "-o", (dir / "render.tif").string(), (dir / "job.prn").string()});
-  std::ifstream rendered(dir / "render.tif", std::ios::binary);
-  Brindle::Image expected(1, 1, 0, 0);
-  expected.ReadFromTIFF(rendered);
-
-  SessionOptions options;
-  options.dotsPerMillimetre = 12;
-  options.dotsPerInch = 300;
-  Feed(Open(options), job, 5);
-  ASSERT_EQ(labels_.jobs.size(), 1u) << logText_.str();
-  EXPECT_EQ(labels_.jobs[0].image->Width(), expected.Width());
-  EXPECT_EQ(labels_.jobs[0].image->Data(), expected.Data());
-  EXPECT_GT(std::count(expected.Data().begin(), expected.Data().end(), 0x5a), 30);
 }
 
 TEST_F(SessionTest, SettingsFeedsAndRefusals) {
