@@ -153,6 +153,7 @@ inline HuffmanTable::Entry Lookup(const HuffmanTable::Entry* entries, std::uint6
 // decoded. Anything out of the ordinary (end of block, a code no table
 // entry resolves, an undefined symbol, a distance reaching before the
 // window) is left untouched for the exact path.
+template <bool kBmi2>
 [[gnu::always_inline]] inline void DecodeFastBody(DeflateStreamBitReader& reader,
                                                   RollingOutputBuffer& buffer,
                                                   const HuffmanTable& literals,
@@ -160,12 +161,19 @@ inline HuffmanTable::Entry Lookup(const HuffmanTable::Entry* entries, std::uint6
   using Table = HuffmanTable;
   auto raw = reader.Export();
   std::uint64_t bits = raw.accumulator;
+  // Only the low six bits of `count` are kept exact: whole entries are
+  // subtracted from it (their low byte is the bits used), which spares a
+  // masking step per code.
   std::uint32_t count = raw.count;
   const unsigned char* in = raw.next;
   const unsigned char* const inEnd = raw.end;
   unsigned char* out = buffer.Next();
-  unsigned char* const outLimit = buffer.Limit();
   const unsigned char* const windowStart = buffer.Begin();
+  if (inEnd - in < 8 || out >= buffer.Limit()) return;
+  // Room for one more step: a refill's eight bytes of input, and a full
+  // match (plus slack) of output.
+  const unsigned char* const inLimit = inEnd - 8;
+  unsigned char* const outLimit = buffer.Limit();
   const Table::Entry* const literalEntries = literals.Entries();
   const Table::Entry* const distanceEntries = distances.Entries();
   // Both tables are built with these first-level widths (LiteralTable,
@@ -175,91 +183,110 @@ inline HuffmanTable::Entry Lookup(const HuffmanTable::Entry* entries, std::uint6
   constexpr std::uint64_t literalMask = (std::uint64_t{1} << literalBits) - 1;
   constexpr std::uint64_t distanceMask = (std::uint64_t{1} << distanceBits) - 1;
 
-  // Room for one more step: a refill's eight bytes of input, and a full
-  // match (plus slack) of output.
-  const auto room = [&] { return inEnd - in >= 8 && out < outLimit; };
   const auto refill = [&] {
     std::uint64_t word;
     std::memcpy(&word, in, 8);
     if constexpr (std::endian::native == std::endian::big) word = __builtin_bswap64(word);
-    bits |= word << count;
-    in += (63 - count) >> 3;
+    bits |= word << (count & 63);
+    in += 7 - ((count >> 3) & 7);
     count |= 56;
   };
-  if (!room()) {
-    reader.Import({bits, count, in, inEnd});
-    return;
-  }
+  // One literal entry: its one or two bytes stored (two always written,
+  // the output keeps slack), its bits dropped, the next code's entry
+  // looked up.
+  const auto literal = [&](Table::Entry& entry) {
+    bits >>= Table::Shift(entry);
+    count -= entry;
+    const auto pair = static_cast<std::uint16_t>(entry >> 8);
+    std::memcpy(out, &pair, 2);
+    out += Table::LiteralCount(entry);
+    entry = literalEntries[bits & literalMask];
+  };
   refill();
   // The next code's entry is looked up as soon as its bits are in, so that
   // the lookup overlaps the work on the current one.
   Table::Entry entry = literalEntries[bits & literalMask];
   for (;;) {
     // Literals first, straight from the first level: a pointer to a second
-    // level never has the literal flag.
-    if (entry & Table::kLiteral) {
-      // Up to three literals per refill: a code has at most 15 bits, and the
-      // refill left at least 56.
-      for (int i = 0; i < 3; ++i) {
-        bits >>= Table::Shift(entry);
-        count -= Table::Shift(entry);
-        *out++ = Table::LiteralByte(entry);
-        entry = literalEntries[bits & literalMask];
-        if (!(entry & Table::kLiteral)) break;
+    // level never has the literal flag. Up to four entries (one or two
+    // literals each) per refill: a first-level entry takes at most 11 bits,
+    // and a refill leaves the accumulator holding the next 64 input bits
+    // (56 or more of them counted), so four entries and the lookup of the
+    // next code's entry fit. The refill that follows only adds bits above
+    // those.
+    if (Table::IsLiteral(entry)) {
+      literal(entry);
+      if (Table::IsLiteral(entry)) {
+        literal(entry);
+        if (Table::IsLiteral(entry)) {
+          literal(entry);
+          if (Table::IsLiteral(entry)) literal(entry);
+        }
       }
-      // The entry looked up last is the next code's: a refill leaves the
-      // accumulator holding the next 64 input bits, three literals use at
-      // most 45 of them, and the lookup needs 15 at most. The refill that
-      // follows only adds bits above those.
-      if (!room()) break;
+      if (in > inLimit || out >= outLimit) break;
       refill();
       continue;
     }
-    if (entry & Table::kPointer) {
+    // One test sends everything but a length to the rarer cases: a longer
+    // code's second level, or what only the exact path handles.
+    if (!(entry & Table::kBase)) {
+      if (!(entry & Table::kPointer)) break;
       entry = Lookup(literalEntries, bits, literalMask, literalBits);
-      if (entry & Table::kLiteral) {
+      if (Table::IsLiteral(entry)) {
         bits >>= Table::Shift(entry);
-        count -= Table::Shift(entry);
+        count -= entry;
         *out++ = Table::LiteralByte(entry);
-        if (!room()) break;
+        if (in > inLimit || out >= outLimit) break;
         refill();
         entry = literalEntries[bits & literalMask];
         continue;
       }
+      if (!(entry & Table::kBase)) break;
     }
-    if (!(entry & Table::kBase)) break;
     // A length, its extra bits, a distance code and its extra bits: at most
     // 15 + 5 + 15 + 13 = 48 bits, all in the accumulator. Nothing is kept
     // unless the whole pair turns out valid. Each entry's code and extra
     // bits are dropped in one shift, and the extra bits are taken from the
     // bits as they were, alongside.
-    const std::uint32_t length =
-        Table::Value(entry) + static_cast<std::uint32_t>((bits >> ((entry >> 8) & 0xF)) &
-                                                         ((1u << ((entry >> 12) & 0xF)) - 1));
-    std::uint64_t pairBits = bits >> Table::TotalBits(entry);
-    std::uint32_t used = Table::TotalBits(entry);
-    const Table::Entry distanceEntry =
-        Lookup(distanceEntries, pairBits, distanceMask, distanceBits);
-    if (!(distanceEntry & Table::kBase)) break;
+    // An entry's extra bits, from the bits as they stood before its code.
+    const auto extra = [](Table::Entry entry, std::uint64_t from) {
+      std::uint64_t low;
+#if defined(__x86_64__) && defined(__GNUC__)
+      if constexpr (kBmi2) {
+        // One instruction for the mask and the and; the compiler does not
+        // find it by itself, and its intrinsic cannot be named here.
+        asm("bzhi %2, %1, %0" : "=r"(low) : "r"(from), "r"(std::uint64_t{entry}));
+      } else
+#endif
+      {
+        low = from & ((std::uint64_t{1} << Table::Shift(entry)) - 1);
+      }
+      return static_cast<std::uint32_t>(low >> ((entry >> 8) & 63));
+    };
+    const std::uint32_t length = Table::Value(entry) + extra(entry, bits);
+    const std::uint64_t pairBits = bits >> Table::Shift(entry);
+    Table::Entry distanceEntry = distanceEntries[pairBits & distanceMask];
+    if (!(distanceEntry & Table::kBase)) {
+      if (!(distanceEntry & Table::kPointer)) break;
+      distanceEntry = Lookup(distanceEntries, pairBits, distanceMask, distanceBits);
+      if (!(distanceEntry & Table::kBase)) break;
+    }
     const std::uint32_t distance =
-        Table::Value(distanceEntry) +
-        static_cast<std::uint32_t>((pairBits >> ((distanceEntry >> 8) & 0xF)) &
-                                   ((1u << ((distanceEntry >> 12) & 0xF)) - 1));
-    used += Table::TotalBits(distanceEntry);
+        Table::Value(distanceEntry) + extra(distanceEntry, pairBits);
     if (distance > static_cast<std::size_t>(out - windowStart)) break;
-    bits = pairBits >> Table::TotalBits(distanceEntry);
-    count -= used;
+    bits = pairBits >> Table::Shift(distanceEntry);
+    count -= entry + distanceEntry;
     unsigned char* const target = out;
     out += length;
     // A pair uses at most 48 of the 64 bits, so the next lookup needs no
     // refill first (see above).
     entry = literalEntries[bits & literalMask];
-    const bool more = room();
+    const bool more = in <= inLimit && out < outLimit;
     if (more) refill();
     CopyBackReference(target, distance, length);
     if (!more) break;
   }
-  reader.Import({bits, count, in, inEnd});
+  reader.Import({bits, count & 63, in, inEnd});
   buffer.SetNext(out);
 }
 
@@ -271,7 +298,7 @@ inline HuffmanTable::Entry Lookup(const HuffmanTable::Entry* entries, std::uint6
 [[gnu::noinline]] void DecodeFastPlain(DeflateStreamBitReader& reader, RollingOutputBuffer& buffer,
                                        const HuffmanTable& literals,
                                        const HuffmanTable& distances) {
-  DecodeFastBody(reader, buffer, literals, distances);
+  DecodeFastBody<false>(reader, buffer, literals, distances);
 }
 
 #if defined(__x86_64__) && defined(__GNUC__)
@@ -279,7 +306,7 @@ inline HuffmanTable::Entry Lookup(const HuffmanTable::Entry* entries, std::uint6
                                                            RollingOutputBuffer& buffer,
                                                            const HuffmanTable& literals,
                                                            const HuffmanTable& distances) {
-  DecodeFastBody(reader, buffer, literals, distances);
+  DecodeFastBody<true>(reader, buffer, literals, distances);
 }
 
 void DecodeFast(DeflateStreamBitReader& reader, RollingOutputBuffer& buffer,

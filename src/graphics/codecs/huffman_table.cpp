@@ -132,10 +132,10 @@ constexpr std::uint16_t kDistanceBase[] = {
 constexpr std::uint8_t kDistanceExtra[] = {0, 0, 0, 0, 1, 1, 2, 2,  3,  3,  4,  4,  5,  5,  6,
                                            6, 7, 7, 8, 8, 9, 9, 10, 10, 11, 11, 12, 12, 13, 13};
 
-// A length or distance code: the bits it takes with its extra bits, the
-// code's own length and the extra bits' count, the base.
+// A length or distance code: the base, the code's own length, and the bits
+// it takes with its extra bits.
 HuffmanTable::Entry BaseEntry(std::uint32_t length, std::uint32_t base, std::uint32_t extra) {
-  return base << 16 | extra << 12 | length << 8 | HuffmanTable::kBase | (length + extra);
+  return base << 16 | HuffmanTable::kBase | length << 8 | (length + extra);
 }
 
 // The entry for `symbol` with a code of `length` bits, what it stands for
@@ -144,7 +144,7 @@ HuffmanTable::Entry EntryFor(HuffmanTable::Alphabet alphabet, std::uint32_t symb
                              std::uint32_t length) {
   using Table = HuffmanTable;
   if (alphabet == Table::Alphabet::kLiteralLength) {
-    if (symbol < 256) return symbol << 8 | Table::kLiteral | length;
+    if (symbol < 256) return Table::kLiteral | length << 24 | symbol << 8 | length;
     if (symbol >= 257 && symbol <= 285)
       return BaseEntry(length, kLengthBase[symbol - 257], kLengthExtra[symbol - 257]);
   } else if (alphabet == Table::Alphabet::kDistance && symbol <= 29) {
@@ -156,7 +156,7 @@ HuffmanTable::Entry EntryFor(HuffmanTable::Alphabet alphabet, std::uint32_t symb
 }  // namespace
 
 std::uint32_t HuffmanTable::SymbolOf(Entry entry) const {
-  if (entry & kLiteral) return LiteralByte(entry);
+  if (IsLiteral(entry)) return LiteralByte(entry);
   if (!(entry & kBase)) return Value(entry);
   // The bases of an alphabet all differ, so each names its symbol.
   if (alphabet_ == Alphabet::kLiteralLength) {
@@ -210,6 +210,25 @@ void HuffmanTable::BuildLookup(std::uint32_t lookupBits) {
     const std::uint32_t restLength = length - mainBits_;
     for (std::uint32_t bits = rest; bits < (1u << subBits_); bits += 1u << restLength)
       entries_[start + bits] = entry;
+  }
+  if (alphabet_ == Alphabet::kLiteralLength) PairLiterals();
+}
+
+void HuffmanTable::PairLiterals() {
+  // Text is mostly literals, and each costs a dependent table lookup; two
+  // short ones at a time halve that. The index bits past a first literal
+  // of n bits are the start of the next code, and when the single-symbol
+  // entry for them (the rest of the index zero) is a literal of at most
+  // mainBits_ - n bits, those bits decide it whatever follows.
+  // Downwards, so that the entry for the rest of an index, always at a
+  // lower index, still holds a single symbol when it is read.
+  for (std::size_t i = (std::size_t{1} << mainBits_); i-- > 0;) {
+    const Entry first = entries_[i];
+    if (!IsLiteral(first)) continue;
+    const std::uint32_t firstBits = Bits(first);
+    const Entry second = entries_[i >> firstBits];
+    if (!IsLiteral(second) || Bits(second) > mainBits_ - firstBits) continue;
+    entries_[i] = first + Bits(second) + (std::uint32_t{LiteralByte(second)} << 16) + kSecondLiteral;
   }
 }
 

@@ -37,10 +37,11 @@ class HuffmanTable {
     if (reader.Available() >= mainBits_) {
       const std::uint32_t main = reader.Peek(mainBits_);
       Entry entry = entries_[main];
-      if ((entry & kPointer) && reader.Available() >= mainBits_ + subBits_) {
+      if (!IsLiteral(entry) && (entry & kPointer) &&
+          reader.Available() >= mainBits_ + subBits_) {
         entry = entries_[PointerStart(entry) + (reader.Peek(mainBits_ + subBits_) >> mainBits_)];
       }
-      if (CodeLength(entry) != 0 && !(entry & kPointer)) {
+      if (CodeLength(entry) != 0 && (IsLiteral(entry) || !(entry & kPointer))) {
         reader.Consume(CodeLength(entry));
         return SymbolOf(entry);
       }
@@ -57,26 +58,39 @@ class HuffmanTable {
   // MainBits() input bits as they arrive (first bit lowest); an entry with
   // kPointer set sends the next SubBits() bits to a second-level table at
   // PointerStart(). Otherwise the entry is 0 where no code starts so, and
-  // else holds in its low five bits the bits a decoding loop consumes for it:
-  //   kLiteral: the code's length, and the literal byte, LiteralByte();
+  // else holds in its low byte exactly the bits a decoding loop consumes for
+  // it, Bits(), so that the byte serves as a shift count unmasked:
+  //   kLiteral (the sign bit, one test): the literal byte in bits 8-15,
+  //   LiteralByte(), and the code's length in bits 24-27 as well. In the
+  //   first level of the literal/length table, where the rest of the index
+  //   holds a whole second literal code, the entry carries that literal too
+  //   (kSecondLiteral, its byte in bits 16-23) and its low byte counts both
+  //   codes: a decoding loop stores the two bytes from bits 8-23 at once and
+  //   steps past LiteralCount() of them.
   //   kBase (a length or distance code): the code's length and its extra
-  //   bits together, TotalBits(); CodeLength() and ExtraBits() apart, and
-  //   the base, Value();
+  //   bits together, with the code's length alone in bits 8-11 and bits
+  //   12-13 clear, so that the extra bits come out with one mask and one
+  //   shift by the entry's own bytes; the base, Value();
   //   neither: a symbol only the exact path handles (end of block, or one
   //   the format does not define), the code's length, and the symbol.
   // Four bytes an entry keep the literal/length table at 8 KiB.
   using Entry = std::uint32_t;
-  static constexpr Entry kBase = 1u << 5;
-  static constexpr Entry kPointer = 1u << 6;
-  static constexpr Entry kLiteral = 1u << 7;
-  // A literal's code length as a shift count: bit 5 (kBase) is 0 in it.
+  static constexpr Entry kBase = 1u << 14;
+  static constexpr Entry kPointer = 1u << 15;
+  static constexpr Entry kLiteral = 1u << 31;
+  static constexpr Entry kSecondLiteral = 1u << 28;
+  static bool IsLiteral(Entry entry) { return static_cast<std::int32_t>(entry) < 0; }
+  // The bits the entry consumes; as a 64-bit shift count the mask to six
+  // bits is the one the processor applies anyway (all counts are below 32).
+  static std::uint32_t Bits(Entry entry) { return entry & 0xFF; }
   static std::uint32_t Shift(Entry entry) { return entry & 63; }
-  static std::uint32_t TotalBits(Entry entry) { return entry & 31; }
   static unsigned char LiteralByte(Entry entry) { return static_cast<unsigned char>(entry >> 8); }
+  static std::uint32_t LiteralCount(Entry entry) { return 1 + ((entry >> 28) & 1); }
+  // The length of the (first) code alone.
   static std::uint32_t CodeLength(Entry entry) {
-    return entry & kBase ? (entry >> 8) & 0xF : entry & 31;
+    if (IsLiteral(entry)) return (entry >> 24) & 0xF;
+    return entry & kBase ? (entry >> 8) & 0xF : entry & 0xFF;
   }
-  static std::uint32_t ExtraBits(Entry entry) { return (entry >> 12) & 0xF; }
   static std::uint32_t Value(Entry entry) { return entry >> 16; }
   static std::uint32_t PointerStart(Entry entry) { return entry >> 16; }
   static std::uint32_t PointerBits(Entry entry) { return (entry >> 8) & 0xF; }
@@ -89,6 +103,7 @@ class HuffmanTable {
   std::uint32_t DecodeSlow(DeflateStreamBitReader& reader, std::uint32_t code,
                            std::uint32_t length) const;
   void BuildLookup(std::uint32_t lookupBits);
+  void PairLiterals();
   // The symbol a resolved entry stands for.
   std::uint32_t SymbolOf(Entry entry) const;
   std::uint32_t ReversedMain(std::uint32_t bits) const;

@@ -13,14 +13,21 @@
 namespace Ashgrove {
 
 // Repeats `length` bytes from `distance` bytes back, byte by byte in effect,
-// so that a length beyond the distance repeats the newest bytes. Writes up
-// to 15 bytes past the end; the caller keeps that much slack.
+// so that a length beyond the distance repeats the newest bytes. Writes
+// the larger of 32 bytes and `length` + 15 bytes at most: the room a
+// buffer's Reserve() keeps for the longest match holds either.
 inline void CopyBackReference(unsigned char* to, std::uint32_t distance, std::uint32_t length) {
   const unsigned char* from = to - distance;
   if (distance >= 16) {
     // Sixteen bytes at a time: each piece read lies wholly before the one
-    // being written, so overlapping copies repeat as Deflate asks.
-    for (std::uint32_t done = 0; done < length; done += 16) {
+    // being written, so overlapping copies repeat as Deflate asks. Most
+    // matches are short, so the first two pieces go unconditionally.
+    unsigned char first[16];
+    std::memcpy(first, from, 16);
+    std::memcpy(to, first, 16);
+    std::memcpy(first, from + 16, 16);
+    std::memcpy(to + 16, first, 16);
+    for (std::uint32_t done = 32; done < length; done += 16) {
       unsigned char piece[16];
       std::memcpy(piece, from + done, 16);
       std::memcpy(to + done, piece, 16);
