@@ -17,6 +17,8 @@ namespace {
 constexpr std::uint64_t kSectionBytes = 64;
 constexpr std::uint64_t kBlockBytes = 8;
 constexpr std::uint64_t kMaxLineBytes = 512;
+// The most storage reserved ahead for rows whose number is not known yet.
+constexpr std::uint64_t kGuessedRoom = std::uint64_t{64} << 20;
 constexpr std::uint64_t kMaxBlockBytes = 65536;
 
 std::uint64_t RowBytes(std::uint64_t width) { return width / 8 + (width % 8 != 0 ? 1 : 0); }
@@ -128,28 +130,6 @@ std::size_t DecodeNextLine(const std::vector<unsigned char>& data, std::size_t p
   return taken;
 }
 
-// The number of whole lines in the data, found from the structure alone
-// (a byte map's set bits tell how many difference bytes follow it); at most
-// one per byte. Data cut short simply ends the count; decoding reports it.
-std::uint64_t CountLines(const std::vector<unsigned char>& data) {
-  const std::size_t size = data.size();
-  std::size_t position = 0;
-  std::uint64_t lines = 0;
-  while (position < size) {
-    // Set bits counted by table: the map table's counts serve all three.
-    for (unsigned s = kMapPlaces[data[position++]].count; s > 0; --s) {
-      if (position >= size) return lines;
-      for (unsigned b = kMapPlaces[data[position++]].count; b > 0; --b) {
-        if (position >= size) return lines;
-        position += 1 + kMapPlaces[data[position]].count;
-      }
-    }
-    if (position > size) return lines;
-    ++lines;
-  }
-  return lines;
-}
-
 }  // namespace
 
 void DecodeTOPIX(const std::vector<unsigned char>& data, std::uint64_t width,
@@ -178,11 +158,19 @@ Bitmap BitmapFromData(const std::vector<unsigned char>& data, std::uint64_t widt
   // The storage is sized once: grown row by row it would be reallocated
   // again and again, and each large fresh block costs its page faults anew.
   // The caller's height (never more rows than bytes of data) saves counting
-  // the lines first; it stays a hint, as the data decides the rows.
-  const std::uint64_t lines =
-      height != 0 ? std::min<std::uint64_t>(height, data.size()) : CountLines(data);
+  // the lines first; it stays a hint, as the data decides the rows. Without
+  // it, room for as many rows as there are bytes of data is reserved
+  // instead, up to kGuessedRoom: only the pages the rows fill are ever
+  // touched, so the rest costs address space, not memory, and a pass that
+  // only counts lines would cost almost as much as decoding them.
   std::uint64_t room = 0;
-  if (!__builtin_mul_overflow(lines, length, &room)) rows.reserve(static_cast<std::size_t>(room));
+  if (height != 0) {
+    if (__builtin_mul_overflow(std::min<std::uint64_t>(height, data.size()), length, &room)) room = 0;
+  } else if (__builtin_mul_overflow(std::uint64_t{data.size()}, length, &room) ||
+             room > kGuessedRoom) {
+    room = kGuessedRoom;
+  }
+  rows.reserve(static_cast<std::size_t>(room));
   std::uint64_t decoded = 0;
   for (std::size_t position = 0; position < data.size(); ++decoded) {
     position += DecodeNextLine(data, position, current.data(), current.size());
