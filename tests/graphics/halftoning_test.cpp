@@ -238,7 +238,8 @@ TEST_P(HalftonerEquivalence, MatchesThePerPixelRule) {
     const std::uint64_t bytesPerRow = (width + padding + 7) / 8;
     const std::uint64_t pixels = bytesPerRow * 8 - padding;
     if (bytesPerRow == 0 || pixels > width) continue;
-    const std::uint64_t height = 37;
+    // Tall enough for quarter turns to gather 64 rows at once and then 8.
+    const std::uint64_t height = 77;
     for (const ScreenCase& s : kScreens) {
       const ThresholdScreen& screen = s.screen();
       const auto dot = [&screen](std::uint64_t x, std::uint64_t y, unsigned grey) {
