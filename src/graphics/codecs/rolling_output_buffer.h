@@ -16,7 +16,8 @@ namespace Ashgrove {
 // so that a length beyond the distance repeats the newest bytes. Writes
 // the larger of 32 bytes and `length` + 15 bytes at most: the room a
 // buffer's Reserve() keeps for the longest match holds either.
-inline void CopyBackReference(unsigned char* to, std::uint32_t distance, std::uint32_t length) {
+[[gnu::always_inline]] inline void CopyBackReference(unsigned char* to, std::uint32_t distance,
+                                                     std::uint32_t length) {
   const unsigned char* from = to - distance;
   if (distance >= 16) {
     // Sixteen bytes at a time: each piece read lies wholly before the one
