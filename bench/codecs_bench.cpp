@@ -151,24 +151,6 @@ void LibtiffWrite(const std::string& path, const Payload& p, int compression,
   TIFFClose(tiff);
 }
 
-// libtiff into a fresh buffer of the image's size, left uninitialised as our
-// reader's image is filled before anyone reads it; returns the bytes read.
-std::size_t LibtiffReadAll(const std::string& path) {
-  TIFF* tiff = TIFFOpen(path.c_str(), "r");
-  if (tiff == nullptr) return 0;
-  const tstrip_t strips = TIFFNumberOfStrips(tiff);
-  const tmsize_t stripSize = TIFFStripSize(tiff);
-  auto out =
-      std::make_unique_for_overwrite<unsigned char[]>(static_cast<std::size_t>(stripSize) * strips);
-  tmsize_t used = 0;
-  for (tstrip_t s = 0; s < strips; ++s) {
-    const tmsize_t got = TIFFReadEncodedStrip(tiff, s, out.get() + used, stripSize);
-    if (got > 0) used += got;
-  }
-  TIFFClose(tiff);
-  return static_cast<std::size_t>(used);
-}
-
 // ---- Deflate ----------------------------------------------------------------
 
 void DeflateDecode(benchmark::State& state, std::size_t payload, int level, bool ours) {
@@ -280,7 +262,7 @@ void TiffRead(benchmark::State& state, std::size_t payload, int compression, boo
     // libtiff's own file of the same image (Deflate with its zlib header).
     LibtiffWrite(path, p, compression == 8 ? COMPRESSION_ADOBE_DEFLATE : compression);
     Measure(state, row, false, p.bytes.size(),
-            [&] { benchmark::DoNotOptimize(LibtiffReadAll(path)); });
+            [&] { benchmark::DoNotOptimize(Vellum::Bench::ReadLibtiff(path)); });
   }
   std::remove(path.c_str());
 }
@@ -299,7 +281,7 @@ void TiffReadStrips(benchmark::State& state, std::size_t payload, bool ours) {
     });
   } else {
     Measure(state, row, false, p.bytes.size(),
-            [&] { benchmark::DoNotOptimize(LibtiffReadAll(path)); });
+            [&] { benchmark::DoNotOptimize(Vellum::Bench::ReadLibtiff(path)); });
   }
   std::remove(path.c_str());
 }

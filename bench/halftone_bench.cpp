@@ -9,6 +9,7 @@
 #include <cstdint>
 #include <vector>
 
+#include "bench_pictures.h"
 #include "graphics/bitmap_from_image.h"
 #include "graphics/halftoning.h"
 #include "graphics/image.h"
@@ -18,24 +19,10 @@ namespace {
 
 using Brindle::HalftoneParameters;
 
-constexpr std::uint64_t kWidth = 2000;
-constexpr std::uint64_t kHeight = 3000;
+using Vellum::Bench::GreyPicture;
+constexpr std::uint64_t kWidth = Vellum::Bench::kGreyWidth;
+constexpr std::uint64_t kHeight = Vellum::Bench::kGreyHeight;
 constexpr std::uint64_t kBytesPerRow = kWidth / 8;
-
-const Brindle::Image& Picture() {
-  static const Brindle::Image picture = [] {
-    std::vector<unsigned char> grey(kWidth * kHeight);
-    std::uint32_t noise = 1;
-    for (std::uint64_t y = 0; y < kHeight; ++y) {
-      for (std::uint64_t x = 0; x < kWidth; ++x) {
-        noise = noise * 1664525U + 1013904223U;
-        grey[y * kWidth + x] = static_cast<unsigned char>((x + y) / 20 + (noise >> 29));
-      }
-    }
-    return Brindle::Image(8, 1, kWidth, kHeight, std::move(grey));
-  }();
-  return picture;
-}
 
 // The floor, as vellum_raster_bench measures it (threshold_floor.h).
 void PlainPass(const unsigned char* source, unsigned char* destination) {
@@ -57,7 +44,7 @@ double FloorMegapixelsPerSecond() {
     double best = 0;
     for (int run = 0; run < 10; ++run) {
       const double start = ThreadSeconds();
-      PlainPass(Picture().Data().data(), out.data());
+      PlainPass(GreyPicture().Data().data(), out.data());
       benchmark::DoNotOptimize(out.data());
       best = std::max(best, kWidth * kHeight / (ThreadSeconds() - start) / 1e6);
     }
@@ -74,7 +61,7 @@ void Report(benchmark::State& state, std::uint64_t pixels) {
 
 HalftoneParameters Parameters(std::vector<unsigned char>& destination) {
   HalftoneParameters p;
-  p.source = Picture().Data().data();
+  p.source = GreyPicture().Data().data();
   p.sourceBytesPerRow = kWidth;
   p.destination = destination.data();
   p.destinationBytesPerRow = kBytesPerRow;
@@ -87,7 +74,7 @@ HalftoneParameters Parameters(std::vector<unsigned char>& destination) {
 void BM_PlainPass(benchmark::State& state) {
   std::vector<unsigned char> out(kBytesPerRow * kHeight);
   for (auto _ : state) {
-    PlainPass(Picture().Data().data(), out.data());
+    PlainPass(GreyPicture().Data().data(), out.data());
     benchmark::DoNotOptimize(out.data());
   }
   Report(state, kWidth * kHeight);
@@ -130,7 +117,7 @@ void BM_BitmapFromImage(benchmark::State& state) {
   std::uint64_t pixels = 0;
   for (auto _ : state) {
     const Brindle::Bitmap bitmap =
-        Brindle::BitmapFromImage(Picture(), rectangle, 24.0, rotation, method, 3);
+        Brindle::BitmapFromImage(GreyPicture(), rectangle, 24.0, rotation, method, 3);
     pixels = bitmap.Width() * bitmap.Height();
     benchmark::DoNotOptimize(bitmap.Data().data());
   }

@@ -26,6 +26,7 @@
 #include <string>
 #include <vector>
 
+#include "bench_pictures.h"
 #include "graphics/bitmap.h"
 #include "graphics/bitmap_from_image.h"
 #include "graphics/codecs/deflate_compression.h"
@@ -175,23 +176,7 @@ std::size_t ReadOurs(const std::string& path) {
   return image.DataSize();
 }
 
-// libtiff into a fresh buffer of the image's size, left uninitialised as our
-// reader's image is filled before anyone reads it.
-std::size_t ReadLibtiff(const std::string& path) {
-  TIFF* tiff = TIFFOpen(path.c_str(), "r");
-  if (tiff == nullptr) return 0;
-  const tstrip_t strips = TIFFNumberOfStrips(tiff);
-  const tmsize_t stripSize = TIFFStripSize(tiff);
-  auto out =
-      std::make_unique_for_overwrite<unsigned char[]>(static_cast<std::size_t>(stripSize) * strips);
-  tmsize_t used = 0;
-  for (tstrip_t s = 0; s < strips; ++s) {
-    const tmsize_t got = TIFFReadEncodedStrip(tiff, s, out.get() + used, stripSize);
-    if (got > 0) used += got;
-  }
-  TIFFClose(tiff);
-  return static_cast<std::size_t>(used);
-}
+using Vellum::Bench::ReadLibtiff;
 
 // ---- files ------------------------------------------------------------------------
 
@@ -403,23 +388,9 @@ void LzwDecode(const std::string& work, const Picture& p, double goal) {
 
 // ---- halftoning -------------------------------------------------------------------------
 
-constexpr std::uint64_t kGreyWidth = 2000;
-constexpr std::uint64_t kGreyHeight = 3000;
-
-const Brindle::Image& GreyPicture() {
-  static const Brindle::Image picture = [] {
-    Bytes grey(kGreyWidth * kGreyHeight);
-    std::uint32_t noise = 1;
-    for (std::uint64_t y = 0; y < kGreyHeight; ++y) {
-      for (std::uint64_t x = 0; x < kGreyWidth; ++x) {
-        noise = noise * 1664525U + 1013904223U;
-        grey[y * kGreyWidth + x] = static_cast<unsigned char>((x + y) / 20 + (noise >> 29));
-      }
-    }
-    return Brindle::Image(8, 1, kGreyWidth, kGreyHeight, std::move(grey));
-  }();
-  return picture;
-}
+using Vellum::Bench::GreyPicture;
+using Vellum::Bench::kGreyHeight;
+using Vellum::Bench::kGreyWidth;
 
 // The floor: one pass over the same grey pixels into the same packed rows,
 // a fixed threshold and nothing else.
@@ -481,26 +452,7 @@ void FromImage(const std::string& work, const char* name, std::int32_t rotation,
 // Glyph-like strokes and blocks, as text on a 104 x 300 mm label at 8 dots/mm:
 // most rows differ from the row above in a few bytes, some repeat it.
 const Brindle::Bitmap& TopixLabel() {
-  static const Brindle::Bitmap bitmap = [] {
-    Brindle::Bitmap b(832, 2400);
-    unsigned state = 7 * 2654435761u + 1;
-    const auto next = [&state] { return state = state * 1103515245u + 12345u, state >> 8; };
-    for (std::uint64_t line = 0; line + 40 <= b.Height(); line += 48) {
-      for (std::uint64_t x = 8; x + 24 < b.Width(); x += 28) {
-        if (next() % 6 == 0) continue;
-        const unsigned shape = next();
-        for (std::uint64_t y = line; y < line + 40; ++y) {
-          for (std::uint64_t dx = 0; dx < 24; ++dx) {
-            const bool stem = (shape & 1) && dx < 5;
-            const bool bar = (shape & 2) && (y - line) % 20 < 5;
-            const bool diagonal = (shape & 4) && (dx + (y - line) / 2) % 24 < 4;
-            if (stem || bar || diagonal) b.SetPixel(x + dx, y, true);
-          }
-        }
-      }
-    }
-    return b;
-  }();
+  static const Brindle::Bitmap bitmap = Vellum::Bench::LabelLike(832, 2400, 7);
   return bitmap;
 }
 

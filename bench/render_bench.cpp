@@ -17,6 +17,7 @@
 #include <string>
 #include <vector>
 
+#include "bench_pictures.h"
 #include "graphics/bitmap.h"
 #include "graphics/tiff_writer.h"
 #include "render/render_command.h"
@@ -26,29 +27,6 @@ namespace {
 
 using Brindle::Bitmap;
 
-// Glyph-like strokes and blocks, as text on a label: most rows differ from
-// the row above in a few bytes, some repeat it.
-Bitmap LabelLike(std::uint64_t width, std::uint64_t height, unsigned seed) {
-  Bitmap bitmap(width, height);
-  unsigned state = seed * 2654435761u + 1;
-  const auto next = [&state] { return state = state * 1103515245u + 12345u, state >> 8; };
-  for (std::uint64_t line = 0; line + 40 <= height; line += 48) {
-    for (std::uint64_t x = 8; x + 24 < width; x += 28) {
-      if (next() % 6 == 0) continue;  // a space between words
-      const unsigned shape = next();
-      for (std::uint64_t y = line; y < line + 40; ++y) {
-        for (std::uint64_t dx = 0; dx < 24; ++dx) {
-          const bool stem = (shape & 1) && dx < 5;
-          const bool bar = (shape & 2) && (y - line) % 20 < 5;
-          const bool diagonal = (shape & 4) && (dx + (y - line) / 2) % 24 < 4;
-          if (stem || bar || diagonal) bitmap.SetPixel(x + dx, y, true);
-        }
-      }
-    }
-  }
-  return bitmap;
-}
-
 std::vector<unsigned char> TOPIXLines(const Bitmap& bitmap) {
   std::stringstream out;
   Brindle::WriteBitmap(bitmap, out, Brindle::kTOPIXFormat);
@@ -57,7 +35,7 @@ std::vector<unsigned char> TOPIXLines(const Bitmap& bitmap) {
 }
 
 const Bitmap& Band() {
-  static const Bitmap band = LabelLike(832, 480, 7);  // 104 mm at 8 dots/mm
+  static const Bitmap band = Vellum::Bench::LabelLike(832, 480, 7);  // 104 mm at 8 dots/mm
   return band;
 }
 
@@ -118,7 +96,7 @@ const std::filesystem::path& LargeJob() {
     std::ofstream out(file, std::ios::binary);
     out << "{D3030,1040,3000|}\n{C|}\n";
     for (int i = 0; i < 50; ++i) {
-      const Bitmap graphic = LabelLike(1200, 280, static_cast<unsigned>(i));
+      const Bitmap graphic = Vellum::Bench::LabelLike(1200, 280, static_cast<unsigned>(i));
       std::stringstream data;
       Brindle::WriteBitmap(graphic, data, Brindle::kTOPIXFormat);
       // Positions in 0.1 mm; at 24 dots/mm 10 tenths are 24 dots.
@@ -196,7 +174,7 @@ const Bitmap& Canvas() {
   static const Bitmap canvas = [] {
     Bitmap label(2496, 7200);
     for (int i = 0; i < 50; ++i) {
-      Bitmap graphic = LabelLike(1200, 280, static_cast<unsigned>(i));
+      Bitmap graphic = Vellum::Bench::LabelLike(1200, 280, static_cast<unsigned>(i));
       graphic.SetPosition(static_cast<std::uint64_t>((i % 2) * 1240),
                           static_cast<std::uint64_t>((i / 2) * 284));
       label.Draw(graphic);
