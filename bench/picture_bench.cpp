@@ -37,11 +37,11 @@
 #include <vector>
 
 #include "driver/label_filter.h"
-#include "support/raster_pages.h"
 #include "graphics/bitmap_from_image.h"
 #include "imagetool/picture_job.h"
 #include "picture/picture.h"
 #include "support/picture_files.h"
+#include "support/raster_pages.h"
 
 namespace {
 
@@ -216,31 +216,31 @@ std::vector<Case> FilterCases() {
     for (std::int32_t method : {Brindle::kFixedThresholdMethod, Brindle::kFirstScreenMethod}) {
       Corvane::Driver::JobSettings settings;
       settings.options.method = method;
-      cases.push_back(
-          {std::string("filter, ") +
-               (method == Brindle::kFixedThresholdMethod ? "threshold" : "screen1") + ", " +
-               (dpi == 203 ? "203" : "600") + " dpi",
-           "pages/s", 1.0,
-           [raster, settings] {
-             auto input = RasterFrom(*raster);
-             std::ostringstream job, messages;
-             if (Corvane::Driver::WriteJob(input, settings, job, messages) != 1) std::abort();
-           },
-           "BitmapFromImage",
-           [picture, method] {
-             const Brindle::Bitmap dots =
-                 Brindle::BitmapFromImage(*picture, {0, 0, picture->Width(), picture->Height()},
-                                          10.0, 0, method, Brindle::kNormalCurve);
-             if (dots.Width() == 0) std::abort();
-           },
-           0.0,
-           [raster] {
-             auto input = RasterFrom(*raster);
-             cups_page_header2_t page;
-             input.NextPage(page);
-             std::vector<unsigned char> row(page.cupsBytesPerLine);
-             for (unsigned y = 0; y < page.cupsHeight; ++y) input.ReadRow(row.data());
-           }});
+      cases.push_back({std::string("filter, ") +
+                           (method == Brindle::kFixedThresholdMethod ? "threshold" : "screen1") +
+                           ", " + (dpi == 203 ? "203" : "600") + " dpi",
+                       "pages/s", 1.0,
+                       [raster, settings] {
+                         auto input = RasterFrom(*raster);
+                         std::ostringstream job, messages;
+                         if (Corvane::Driver::WriteJob(input, settings, job, messages) != 1)
+                           std::abort();
+                       },
+                       "BitmapFromImage",
+                       [picture, method] {
+                         const Brindle::Bitmap dots = Brindle::BitmapFromImage(
+                             *picture, {0, 0, picture->Width(), picture->Height()}, 10.0, 0, method,
+                             Brindle::kNormalCurve);
+                         if (dots.Width() == 0) std::abort();
+                       },
+                       0.0,
+                       [raster] {
+                         auto input = RasterFrom(*raster);
+                         cups_page_header2_t page;
+                         input.NextPage(page);
+                         std::vector<unsigned char> row(page.cupsBytesPerLine);
+                         for (unsigned y = 0; y < page.cupsHeight; ++y) input.ReadRow(row.data());
+                       }});
     }
   }
   return cases;

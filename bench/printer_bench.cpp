@@ -16,8 +16,8 @@
 
 #include <algorithm>
 #include <chrono>
-#include <cstdlib>
 #include <cstdio>
+#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <iostream>
@@ -52,7 +52,9 @@ int Connect(std::uint16_t port) {
 double CpuSeconds(int who) {
   rusage usage{};
   getrusage(who, &usage);
-  const auto seconds = [](const timeval& t) { return static_cast<double>(t.tv_sec) + t.tv_usec / 1e6; };
+  const auto seconds = [](const timeval& t) {
+    return static_cast<double>(t.tv_sec) + t.tv_usec / 1e6;
+  };
   return seconds(usage.ru_utime) + seconds(usage.ru_stime);
 }
 
@@ -112,7 +114,8 @@ Run Sink(const std::string& stream, int connections, const fs::path& store = {})
                                               O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0644);
         std::vector<char> buffer(256 * 1024);
         for (ssize_t n; (n = recv(fd, buffer.data(), buffer.size(), 0)) > 0;) {
-          if (file >= 0 && write(file, buffer.data(), static_cast<std::size_t>(n)) != n) std::abort();
+          if (file >= 0 && write(file, buffer.data(), static_cast<std::size_t>(n)) != n)
+            std::abort();
         }
         if (file >= 0) close(file);
         close(fd);
@@ -134,7 +137,7 @@ Run Sink(const std::string& stream, int connections, const fs::path& store = {})
 // vellum-printer receiving the stream over the connections and printing
 // every label in it.
 Run Printer(const fs::path& directory, const std::string& stream, int connections,
-               std::uint64_t labels, bool previews, bool png) {
+            std::uint64_t labels, bool previews, bool png) {
   fs::remove_all(directory);
   ServerOptions options;
   options.port = "0";
@@ -152,7 +155,8 @@ Run Printer(const fs::path& directory, const std::string& stream, int connection
   const double cpuBefore = CpuSeconds(RUSAGE_SELF);
   const auto start = Clock::now();
   const double clients = SendAll(server.Port(), stream, connections);
-  while (server.State().Printed() < labels) std::this_thread::sleep_for(std::chrono::microseconds(200));
+  while (server.State().Printed() < labels)
+    std::this_thread::sleep_for(std::chrono::microseconds(200));
   const double seconds = std::chrono::duration<double>(Clock::now() - start).count();
   const double cpu = CpuSeconds(RUSAGE_SELF) - cpuBefore - clients;
   server.Stop();
@@ -204,7 +208,7 @@ struct Case {
 }  // namespace
 
 int main(int argc, char** argv) {
-  const fs::path base = argc > 1 ? fs::path(argv[1])
+  const fs::path base = argc > 1                       ? fs::path(argv[1])
                         : fs::is_directory("/dev/shm") ? fs::path("/dev/shm")
                                                        : fs::temp_directory_path();
   const fs::path directory = base / ("vellum-printer-bench-" + std::to_string(getpid()));
@@ -240,9 +244,14 @@ int main(int argc, char** argv) {
       Run sink{}, storing{}, ours{};
       for (int turn = 0; turn < 3; ++turn) {
         switch ((round + turn) % 3) {
-          case 0: sink = Sink(stream, c.connections); break;
-          case 1: storing = Sink(stream, c.connections, store); break;
-          default: ours = Printer(directory, stream, c.connections, labels, c.previews, c.png);
+          case 0:
+            sink = Sink(stream, c.connections);
+            break;
+          case 1:
+            storing = Sink(stream, c.connections, store);
+            break;
+          default:
+            ours = Printer(directory, stream, c.connections, labels, c.previews, c.png);
         }
       }
       sinkRates.push_back(megabytes / sink.seconds);
