@@ -34,8 +34,9 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   try {
     const Brindle::Image image = Brindle::ImageIO::ReadFromTIFFFormat(in);
     if (image.Width() > 4096 || image.Height() > 4096) return 0;
-    const Brindle::Bitmap bitmap = Brindle::BitmapFromImage(
-        image, rectangle, data[1] % 2 ? 24.0 : 8.0, rotation, method, method >= 2 && method <= 4 ? 3 : curve);
+    const Brindle::Bitmap bitmap =
+        Brindle::BitmapFromImage(image, rectangle, data[1] % 2 ? 24.0 : 8.0, rotation, method,
+                                 method >= 2 && method <= 4 ? 3 : curve);
     (void)bitmap;
   } catch (const Brindle::Exception&) {
   } catch (const Ashgrove::Exception&) {

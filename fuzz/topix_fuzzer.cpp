@@ -15,7 +15,8 @@
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   if (size < 2) return 0;
-  const std::uint64_t width = (std::uint64_t{data[0]} << 8 | data[1]) % (Brindle::kTOPIXMaxWidth + 64);
+  const std::uint64_t width =
+      (std::uint64_t{data[0]} << 8 | data[1]) % (Brindle::kTOPIXMaxWidth + 64);
   const std::vector<unsigned char> lines(data + 2, data + size);
   try {
     const Brindle::Bitmap bitmap = Brindle::BitmapFromData(lines, width, 0, Brindle::kTOPIXFormat);

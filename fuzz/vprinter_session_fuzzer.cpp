@@ -27,7 +27,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   // The settings commands write a state file, and jobs are recorded in
   // files: one scratch directory per run.
   static const std::filesystem::path directory = [] {
-    std::string pattern = (std::filesystem::temp_directory_path() / "vprinter-fuzz-XXXXXX").string();
+    std::string pattern =
+        (std::filesystem::temp_directory_path() / "vprinter-fuzz-XXXXXX").string();
     return std::filesystem::path(mkdtemp(pattern.data()));
   }();
   static PrinterState state(directory, 0);

@@ -90,10 +90,9 @@ void GreyRows::TurnRows(std::uint64_t y, std::uint64_t count) {
     }
     // Eight source rows, `count` bytes of each: a whole cache line when
     // count is 64, so every line of the source is fetched once per block.
-    const std::uint8_t* const rows[8] = {columns + byX_[x],     columns + byX_[x + 1],
-                                         columns + byX_[x + 2], columns + byX_[x + 3],
-                                         columns + byX_[x + 4], columns + byX_[x + 5],
-                                         columns + byX_[x + 6], columns + byX_[x + 7]};
+    const std::uint8_t* const rows[8] = {
+        columns + byX_[x],     columns + byX_[x + 1], columns + byX_[x + 2], columns + byX_[x + 3],
+        columns + byX_[x + 4], columns + byX_[x + 5], columns + byX_[x + 6], columns + byX_[x + 7]};
     for (std::uint64_t group = 0; group < count; group += 8)
       TurnBlock(rows, group, block_.data() + group * width_ + x, width_);
   }

@@ -4,8 +4,8 @@
 
 #include <exception>
 #include <iostream>
-#include <string_view>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "core/atomic_file.h"

@@ -5,7 +5,6 @@
 #include <ostream>
 
 #include "graphics/streams/vector_stream_buffer.h"
-
 #include "labeljob/choice_words.h"
 #include "tpcl/graphics_command.h"
 

@@ -139,9 +139,9 @@ class GraphicsWriter {
     std::uint64_t whiteSince = first;  // start of the white rows just passed
     while (end < height) {
       const unsigned char* row = Row(end, column);
-      const std::size_t line = Brindle::EncodeTOPIXLine(
-          row, end == first ? white_.data() : Row(end - 1, column), column.length,
-          lines_.data() + size);
+      const std::size_t line =
+          Brindle::EncodeTOPIXLine(row, end == first ? white_.data() : Row(end - 1, column),
+                                   column.length, lines_.data() + size);
       if (size + line > kMaxBandBytes) {
         // Back to an addressable row, so the next band can start exactly there.
         end = AddressableAtOrAbove(end, dotsPerMillimetre_).row;

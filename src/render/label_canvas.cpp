@@ -28,7 +28,8 @@ void DrawTOPIX(Brindle::Bitmap& canvas, const std::vector<unsigned char>& data, 
 }  // namespace
 
 Brindle::Bitmap LabelCanvas(unsigned dotsPerMillimetre, std::uint64_t pitch, std::uint64_t width) {
-  return Brindle::Bitmap(TPCL::Dots(dotsPerMillimetre, width), TPCL::Dots(dotsPerMillimetre, pitch));
+  return Brindle::Bitmap(TPCL::Dots(dotsPerMillimetre, width),
+                         TPCL::Dots(dotsPerMillimetre, pitch));
 }
 
 void DrawGraphic(Brindle::Bitmap& canvas, unsigned long type, const std::string& typeField,

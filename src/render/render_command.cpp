@@ -211,7 +211,8 @@ void ReadGraphic(std::istream& in, Brindle::Bitmap& canvas, unsigned resolution)
   SkipLine(in);
 
   DrawGraphic(canvas, type, typeField, std::move(data), width, height,
-              TPCL::PlacementDots(resolution, xField, x), TPCL::PlacementDots(resolution, yField, y));
+              TPCL::PlacementDots(resolution, xField, x),
+              TPCL::PlacementDots(resolution, yField, y));
 }
 
 Brindle::Bitmap ReadJob(std::istream& in, unsigned resolution) {

@@ -165,7 +165,8 @@ Bitmap BitmapFromData(const std::vector<unsigned char>& data, std::uint64_t widt
   // only counts lines would cost almost as much as decoding them.
   std::uint64_t room = 0;
   if (height != 0) {
-    if (__builtin_mul_overflow(std::min<std::uint64_t>(height, data.size()), length, &room)) room = 0;
+    if (__builtin_mul_overflow(std::min<std::uint64_t>(height, data.size()), length, &room))
+      room = 0;
   } else if (__builtin_mul_overflow(std::uint64_t{data.size()}, length, &room) ||
              room > kGuessedRoom) {
     room = kGuessedRoom;

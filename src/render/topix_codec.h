@@ -23,9 +23,9 @@ constexpr std::uint64_t kTOPIXMaxWidth = 4096;
 // bytes as the packed rows (`height` rows); format 1 decodes TOPIX lines (the
 // lines only, without the 16-bit count): the result has one row per line,
 // whatever `height` says, which only sizes the storage up front (0: room is
-// reserved for as many rows as the data has bytes, up to 64 MiB). Other formats: BitmapException "Unknown compression format
-// specified". Data that ends inside a line, or addresses a byte outside the
-// row, ends in std::out_of_range.
+// reserved for as many rows as the data has bytes, up to 64 MiB). Other formats: BitmapException
+// "Unknown compression format specified". Data that ends inside a line, or addresses a byte outside
+// the row, ends in std::out_of_range.
 [[nodiscard]] Bitmap BitmapFromData(const std::vector<unsigned char>& data, std::uint64_t width,
                                     std::uint64_t height, int format);
 

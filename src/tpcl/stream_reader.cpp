@@ -45,8 +45,7 @@ void StreamReader::Finish(StreamListener& listener) {
   ReportSkipped(offset_, listener);
   if (state_ == State::kPayload) {
     listener.OnError("the stream ended after " + std::to_string(graphics_.size - payloadLeft_) +
-                         " of the " + std::to_string(graphics_.size) +
-                         " bytes of a graphic's data",
+                         " of the " + std::to_string(graphics_.size) + " bytes of a graphic's data",
                      offset_);
   } else if (state_ != State::kOutside) {
     listener.OnError("the stream ended inside a command", offset_);
@@ -56,8 +55,7 @@ void StreamReader::Finish(StreamListener& listener) {
   graphics_.payload = {};
 }
 
-std::size_t StreamReader::Outside(std::span<const unsigned char> bytes,
-                                  StreamListener& listener) {
+std::size_t StreamReader::Outside(std::span<const unsigned char> bytes, StreamListener& listener) {
   for (std::size_t i = 0; i < bytes.size(); ++i) {
     if (bytes[i] == '{') {
       ReportSkipped(offset_ + i, listener);
@@ -101,9 +99,9 @@ std::size_t StreamReader::Body(std::span<const unsigned char> bytes, StreamListe
     }
     if (body_.size() > limits_.maxCommandBytes) {
       // The rest of it is skipped as bytes outside any command.
-      Broken("a command longer than " + std::to_string(limits_.maxCommandBytes) +
-                 " bytes was skipped",
-             offset_ + i + 1, listener);
+      Broken(
+          "a command longer than " + std::to_string(limits_.maxCommandBytes) + " bytes was skipped",
+          offset_ + i + 1, listener);
       return i + 1;
     }
   }
@@ -145,7 +143,8 @@ bool StreamReader::GraphicsByte(unsigned char byte, StreamListener& listener) {
         FieldDone(listener);
       } else if (field_.size() == kGraphicsFieldMaxLength) {
         Broken("a graphics command has a field longer than " +
-                   std::to_string(kGraphicsFieldMaxLength) + " characters", offset_, listener);
+                   std::to_string(kGraphicsFieldMaxLength) + " characters",
+               offset_, listener);
         return false;
       } else {
         field_.push_back(static_cast<char>(byte));
@@ -219,7 +218,8 @@ void StreamReader::FieldDone(StreamListener& listener) {
         break;
     }
   } catch (const std::logic_error&) {  // std::invalid_argument, std::out_of_range
-    Broken("a graphics command has the field " + Quoted(field) + " where a number belongs", offset_ + 1, listener);
+    Broken("a graphics command has the field " + Quoted(field) + " where a number belongs",
+           offset_ + 1, listener);
     return;
   }
   if (graphics_.longForm) {
@@ -240,7 +240,8 @@ void StreamReader::SizeDone(StreamListener& listener) {
     StartPayload();
     return;
   }
-  const ShortFormSize rule = ShortFormPayloadSize(graphics_.type, graphics_.width, graphics_.height);
+  const ShortFormSize rule =
+      ShortFormPayloadSize(graphics_.type, graphics_.width, graphics_.height);
   switch (rule.kind) {
     case ShortFormSize::Kind::kTwoByteCount:
       state_ = State::kSize;
@@ -254,7 +255,8 @@ void StreamReader::SizeDone(StreamListener& listener) {
       return;
     case ShortFormSize::Kind::kUnsupported:
       Broken("a graphics command of type " + Quoted(graphics_.typeField) +
-                 " gives no size for its data", offset_ + 1, listener);
+                 " gives no size for its data",
+             offset_ + 1, listener);
       return;
   }
 }
@@ -265,14 +267,14 @@ void StreamReader::StartPayload() {
   // Reserved step by step as the data arrives, never from the declared size
   // alone, which a broken command may overstate.
   if (graphics_.payloadKept) {
-    graphics_.payload.reserve(static_cast<std::size_t>(std::min<std::uint64_t>(graphics_.size, 1 << 20)));
+    graphics_.payload.reserve(
+        static_cast<std::size_t>(std::min<std::uint64_t>(graphics_.size, 1 << 20)));
   }
   payloadLeft_ = graphics_.size;
   state_ = payloadLeft_ == 0 ? State::kBar : State::kPayload;
 }
 
-void StreamReader::Broken(const std::string& message, std::uint64_t end,
-                          StreamListener& listener) {
+void StreamReader::Broken(const std::string& message, std::uint64_t end, StreamListener& listener) {
   state_ = State::kOutside;
   body_.clear();
   graphics_.payload = {};

@@ -16,15 +16,16 @@ namespace Corvane::VirtualPrinter {
 namespace {
 
 void AppendToString(png_structp png, png_bytep data, png_size_t length) {
-  static_cast<std::string*>(png_get_io_ptr(png))->append(reinterpret_cast<const char*>(data), length);
+  static_cast<std::string*>(png_get_io_ptr(png))
+      ->append(reinterpret_cast<const char*>(data), length);
 }
 
 void Flush(png_structp) {}
 
 // libpng reports failures by jumping back here; nothing in this function
 // needs destroying on that path, so the jump skips no destructor.
-bool WriteRows(png_structp png, png_infop info, const Brindle::Bitmap& bitmap,
-               unsigned dotsPerInch, unsigned char* row, std::string* file) {
+bool WriteRows(png_structp png, png_infop info, const Brindle::Bitmap& bitmap, unsigned dotsPerInch,
+               unsigned char* row, std::string* file) {
   if (setjmp(png_jmpbuf(png))) return false;
   png_set_write_fn(png, file, AppendToString, Flush);
   // Labels are mostly white: a light compression costs little and shrinks them well.
@@ -53,7 +54,8 @@ std::string EncodePNG(const Brindle::Bitmap& bitmap, unsigned dotsPerInch) {
   std::vector<unsigned char> row(bitmap.BytesPerRow() + 1);
   png_structp png = png_create_write_struct(PNG_LIBPNG_VER_STRING, nullptr, nullptr, nullptr);
   png_infop info = png ? png_create_info_struct(png) : nullptr;
-  const bool written = info != nullptr && WriteRows(png, info, bitmap, dotsPerInch, row.data(), &file);
+  const bool written =
+      info != nullptr && WriteRows(png, info, bitmap, dotsPerInch, row.data(), &file);
   png_destroy_write_struct(&png, info ? &info : nullptr);
   if (!written) throw IOException("Unable to encode a PNG file");
   return file;

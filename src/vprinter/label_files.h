@@ -21,9 +21,9 @@ namespace Corvane::VirtualPrinter {
 struct LabelJob {
   std::uint64_t number = 0;
   std::uint64_t connection = 0;
-  std::string description;                         // "label 1 of 2", "fed blank label"
-  std::shared_ptr<const Brindle::Bitmap> image;    // none: no preview is made
-  std::shared_ptr<const JobRecord> record;         // the job's bytes; none: not kept
+  std::string description;                              // "label 1 of 2", "fed blank label"
+  std::shared_ptr<const Brindle::Bitmap> image;         // none: no preview is made
+  std::shared_ptr<const JobRecord> record;              // the job's bytes; none: not kept
   std::shared_ptr<const std::vector<std::string>> log;  // the job's log lines
 };
 

@@ -10,7 +10,8 @@ namespace {
 // A whole decimal number from `low` to `high`.
 std::uint64_t Number(const std::string& option, const std::string& value, std::uint64_t low,
                      std::uint64_t high) {
-  if (value.empty() || value.size() > 12 || value.find_first_not_of("0123456789") != std::string::npos) {
+  if (value.empty() || value.size() > 12 ||
+      value.find_first_not_of("0123456789") != std::string::npos) {
     throw OptionException("The value of " + option + " must be a number: " + value);
   }
   const std::uint64_t number = std::stoull(value);
@@ -79,7 +80,8 @@ CommandLine ParseCommandLine(const std::vector<std::string>& arguments) {
          if (v.empty()) throw OptionException("The value of " + n + " must not be empty");
          o.output = v;
        }},
-      {"--status", [&](auto& n, auto& v) { o.statusCode = static_cast<unsigned>(Number(n, v, 0, 99)); }},
+      {"--status",
+       [&](auto& n, auto& v) { o.statusCode = static_cast<unsigned>(Number(n, v, 0, 99)); }},
       {"--resolution",
        [&](auto& n, auto& v) {
          if (v != "203" && v != "300" && v != "600") {
@@ -101,7 +103,8 @@ CommandLine ParseCommandLine(const std::vector<std::string>& arguments) {
        [&](auto& n, auto& v) { o.printTime = std::chrono::milliseconds(Number(n, v, 0, 600000)); }},
       {"--max-connections", [&](auto& n, auto& v) { o.maxConnections = Number(n, v, 1, 10000); }},
       {"--max-label-mb", [&](auto& n, auto& v) { o.maxLabelBytes = Number(n, v, 1, 4096) << 20; }},
-      {"--max-payload-mb", [&](auto& n, auto& v) { o.maxPayloadBytes = Number(n, v, 1, 4096) << 20; }},
+      {"--max-payload-mb",
+       [&](auto& n, auto& v) { o.maxPayloadBytes = Number(n, v, 1, 4096) << 20; }},
   };
   const std::map<std::string, std::function<void()>> flags = {
       {"--json", [&] { o.json = true; }},
@@ -114,7 +117,8 @@ CommandLine ParseCommandLine(const std::vector<std::string>& arguments) {
   for (std::size_t i = 0; i < arguments.size(); ++i) {
     std::string option = arguments[i];
     std::optional<std::string> value;
-    if (const std::size_t equals = option.find('='); option.starts_with("--") && equals != std::string::npos) {
+    if (const std::size_t equals = option.find('=');
+        option.starts_with("--") && equals != std::string::npos) {
       value = option.substr(equals + 1);
       option.resize(equals);
     }

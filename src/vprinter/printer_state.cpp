@@ -85,8 +85,7 @@ void PrinterState::WriteStateFileLocked() const {
        << "ip-address: " << shown(settings_.address) << "\n"
        << "subnet-mask: " << shown(settings_.netmask) << "\n"
        << "gateway: " << shown(settings_.gateway) << "\n"
-       << "raw-port: " << (settings_.rawPortOn ? std::to_string(settings_.rawPort) : "off")
-       << "\n";
+       << "raw-port: " << (settings_.rawPortOn ? std::to_string(settings_.rawPort) : "off") << "\n";
   WriteFileAtomically(StateFile(), text.str(), Durability::kUnsynced);
 }
 

@@ -53,12 +53,14 @@ int Listen(const std::string& host, const std::string& port, std::uint16_t& boun
   hints.ai_socktype = SOCK_STREAM;
   hints.ai_flags = AI_PASSIVE | AI_NUMERICSERV;
   addrinfo* found = nullptr;
-  if (const int error = getaddrinfo(host.empty() ? nullptr : host.c_str(), port.c_str(), &hints, &found)) {
+  if (const int error =
+          getaddrinfo(host.empty() ? nullptr : host.c_str(), port.c_str(), &hints, &found)) {
     throw IOException("Unable to listen on " + host + ":" + port + ": " + gai_strerror(error));
   }
   std::string reason = "no address";
   for (addrinfo* a = found; a != nullptr; a = a->ai_next) {
-    const int fd = socket(a->ai_family, a->ai_socktype | SOCK_NONBLOCK | SOCK_CLOEXEC, a->ai_protocol);
+    const int fd =
+        socket(a->ai_family, a->ai_socktype | SOCK_NONBLOCK | SOCK_CLOEXEC, a->ai_protocol);
     if (fd < 0) continue;
     const int on = 1;
     setsockopt(fd, SOL_SOCKET, SO_REUSEADDR, &on, sizeof on);
@@ -66,9 +68,9 @@ int Listen(const std::string& host, const std::string& port, std::uint16_t& boun
       sockaddr_storage address{};
       socklen_t length = sizeof address;
       getsockname(fd, reinterpret_cast<sockaddr*>(&address), &length);
-      bound = ntohs(address.ss_family == AF_INET6
-                        ? reinterpret_cast<sockaddr_in6*>(&address)->sin6_port
-                        : reinterpret_cast<sockaddr_in*>(&address)->sin_port);
+      bound =
+          ntohs(address.ss_family == AF_INET6 ? reinterpret_cast<sockaddr_in6*>(&address)->sin6_port
+                                              : reinterpret_cast<sockaddr_in*>(&address)->sin_port);
       freeaddrinfo(found);
       return fd;
     }
@@ -95,7 +97,9 @@ Server::Server(ServerOptions options, std::ostream& log)
       files_({options_.output, options_.dotsPerInch, options_.previews,
               options_.previews && options_.png}) {
   sessionOptions_.dotsPerInch = options_.dotsPerInch;
-  sessionOptions_.dotsPerMillimetre = options_.dotsPerInch == 600 ? 24 : options_.dotsPerInch == 300 ? 12 : 8;
+  sessionOptions_.dotsPerMillimetre = options_.dotsPerInch == 600   ? 24
+                                      : options_.dotsPerInch == 300 ? 12
+                                                                    : 8;
   sessionOptions_.draw = options_.previews;
   sessionOptions_.maxLabelBytes = options_.maxLabelBytes;
   sessionOptions_.maxJobBytes = options_.maxJobBytes;
@@ -149,9 +153,9 @@ void Server::Start() {
     signals_ = signalfd(-1, &set, SFD_NONBLOCK | SFD_CLOEXEC);
     Control(epoll_, EPOLL_CTL_ADD, signals_, EPOLLIN, kSignalTag);
   }
-  Log("listening for TPCL on " + options_.host + ":" + std::to_string(port_) + ", writing labels to " +
-      options_.output.string() + " at " + std::to_string(options_.dotsPerInch) + " dpi, status " +
-      statusFileText_.substr(0, 2));
+  Log("listening for TPCL on " + options_.host + ":" + std::to_string(port_) +
+      ", writing labels to " + options_.output.string() + " at " +
+      std::to_string(options_.dotsPerInch) + " dpi, status " + statusFileText_.substr(0, 2));
   if (options_.http) {
     web_ = std::make_unique<WebPage>(state_, *queue_, options_.output);
     httpPort_ = web_->Start(options_.httpHost, options_.httpPort);
@@ -212,7 +216,8 @@ void Server::Run() {
   Log(reason + "; finishing the labels already issued");
   close(listener_);
   listener_ = -1;
-  while (!connections_.empty()) Drop(connections_.begin()->first, "connection closed: the printer is stopping");
+  while (!connections_.empty())
+    Drop(connections_.begin()->first, "connection closed: the printer is stopping");
   queue_->Finish();
   if (web_) web_->Stop();
   state_.WriteStateFile();
@@ -241,8 +246,9 @@ void Server::Accept() {
     // Further clients wait in the listen queue until a connection ends.
     accepting_ = false;
     Control(epoll_, EPOLL_CTL_MOD, listener_, 0, kListenerTag);
-    log_.Write({"refused", 0, "", std::to_string(options_.maxConnections) +
-                                      " connections at once, the limit: new ones wait"});
+    log_.Write({"refused", 0, "",
+                std::to_string(options_.maxConnections) +
+                    " connections at once, the limit: new ones wait"});
   }
 }
 
@@ -335,8 +341,8 @@ void Server::RefreshStatus() {
   std::istringstream words(content);
   std::string word, extra;
   words >> word >> extra;
-  if (word.empty() || word.size() > 2 || word.find_first_not_of("0123456789") != std::string::npos ||
-      !extra.empty()) {
+  if (word.empty() || word.size() > 2 ||
+      word.find_first_not_of("0123456789") != std::string::npos || !extra.empty()) {
     log_.Write({"refused", 0, "",
                 "the status file holds no status code of one or two digits; status kept"});
     return;

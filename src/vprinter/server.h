@@ -75,7 +75,7 @@ class Server {
   struct Connection {
     int fd = -1;
     std::unique_ptr<Session> session;
-    std::string unsent;  // replies the socket did not take yet
+    std::string unsent;   // replies the socket did not take yet
     bool paused = false;  // not read while the print queue is full
   };
 
@@ -99,7 +99,7 @@ class Server {
 
   int epoll_ = -1;
   int listener_ = -1;
-  int wake_ = -1;    // eventfd: Stop() and room in the print queue
+  int wake_ = -1;     // eventfd: Stop() and room in the print queue
   int signals_ = -1;  // signalfd
   std::uint16_t port_ = 0;
   std::uint16_t httpPort_ = 0;

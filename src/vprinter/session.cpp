@@ -44,7 +44,8 @@ std::string TypeName(unsigned long type) {
 
 std::string StatusReply(unsigned statusCode, std::uint64_t remaining) {
   char count[8];
-  std::snprintf(count, sizeof count, "%04u", static_cast<unsigned>(std::min<std::uint64_t>(remaining, 9999)));
+  std::snprintf(count, sizeof count, "%04u",
+                static_cast<unsigned>(std::min<std::uint64_t>(remaining, 9999)));
   return std::string("\x01\x02") + TwoDigits(statusCode) + kStatusType + count + "\x03\x04\n\r";
 }
 
@@ -55,9 +56,7 @@ class Session::Listener : public TPCL::StreamListener {
   void OnGraphics(TPCL::GraphicsCommand& graphics, std::uint64_t) override {
     session_.Graphics(graphics);
   }
-  void OnError(const std::string& message, std::uint64_t) override {
-    session_.Refuse("", message);
-  }
+  void OnError(const std::string& message, std::uint64_t) override { session_.Refuse("", message); }
 
  private:
   Session& session_;
@@ -77,7 +76,8 @@ Session::Session(std::uint64_t connection, PrinterState& state, LabelSink& sink,
       }()),
       labelSize_(state.LastLabelSize()) {
   if (!options_.recordDirectory.empty()) {
-    records_ = std::make_unique<JobRecordWriter>(options_.recordDirectory, std::to_string(connection));
+    records_ =
+        std::make_unique<JobRecordWriter>(options_.recordDirectory, std::to_string(connection));
   }
 }
 
@@ -112,7 +112,8 @@ void Session::Close(const std::string& reason) {
   reader_.Finish(listener);
   if (jobPending_) {
     Refuse("", "a job that was never issued was dropped (" +
-                   std::to_string(reader_.Offset() - recordStart_) + " bytes since the last label)");
+                   std::to_string(reader_.Offset() - recordStart_) +
+                   " bytes since the last label)");
   }
   if (records_) records_->Discard();
   FlushRepeats();
@@ -141,8 +142,9 @@ void Session::Refuse(const std::string& command, const std::string& message) {
 
 void Session::FlushRepeats() {
   if (repeats_ > 0) {
-    log_.Write({"refused", connection_, "",
-                "the same again " + std::to_string(repeats_) + (repeats_ == 1 ? " time" : " times")});
+    log_.Write(
+        {"refused", connection_, "",
+         "the same again " + std::to_string(repeats_) + (repeats_ == 1 ? " time" : " times")});
   }
   repeats_ = 0;
   lastRefusal_.clear();
@@ -293,8 +295,8 @@ void Session::Graphics(TPCL::GraphicsCommand& g) {
     return;
   }
   try {
-    Vellum::DrawGraphic(*canvas, g.type, g.typeField, std::move(g.payload), g.width, g.height,
-                        left, top);
+    Vellum::DrawGraphic(*canvas, g.type, g.typeField, std::move(g.payload), g.width, g.height, left,
+                        top);
   } catch (const std::exception& e) {
     Refuse(shown, what + " not drawn: " + e.what());
     return;
@@ -316,7 +318,8 @@ void Session::Issue(const std::string& shown, std::string_view body, std::uint64
     Refuse(shown, "not an issue command (XS;I,<copies>,...); nothing printed");
   } else if (!labelSize_) {
     Refuse(shown, "an issue before any label size; nothing printed");
-  } else if (const unsigned copies = static_cast<unsigned>(std::stoul(match[1].str())); copies == 0) {
+  } else if (const unsigned copies = static_cast<unsigned>(std::stoul(match[1].str()));
+             copies == 0) {
     Log(shown, "issue of 0 copies: nothing printed");
   } else {
     const std::uint64_t first = state_.TakeLabelNumber();
@@ -364,8 +367,8 @@ void Session::FineAdjustments(const std::string& shown, std::string_view body) {
   settings.cutAdjustment = SignedTenths(m[3], m[4]);
   settings.backfeedAdjustment = SignedTenths(m[5], m[6]);
   state_.ChangeSettings(settings);
-  Log(shown, "fine adjustments: feed " + Millimetres(settings.feedAdjustment) +
-                 " mm, cut/strip " + Millimetres(settings.cutAdjustment) + " mm, back feed " +
+  Log(shown, "fine adjustments: feed " + Millimetres(settings.feedAdjustment) + " mm, cut/strip " +
+                 Millimetres(settings.cutAdjustment) + " mm, back feed " +
                  Millimetres(settings.backfeedAdjustment) + " mm");
 }
 
@@ -385,11 +388,14 @@ void Session::IPv4(const std::string& shown, std::string_view body) {
   }
   Settings settings = state_.CurrentSettings();
   const char which = m[1].str()[0];
-  std::string& field =
-      which == '2' ? settings.address : which == '3' ? settings.netmask : settings.gateway;
+  std::string& field = which == '2'   ? settings.address
+                       : which == '3' ? settings.netmask
+                                      : settings.gateway;
   field = dotted;
   state_.ChangeSettings(settings);
-  Log(shown, std::string(which == '2' ? "IPv4 address" : which == '3' ? "subnet mask" : "gateway") +
+  Log(shown, std::string(which == '2'   ? "IPv4 address"
+                         : which == '3' ? "subnet mask"
+                                        : "gateway") +
                  " set to " + dotted);
 }
 

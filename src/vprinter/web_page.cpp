@@ -9,7 +9,8 @@
 
 namespace Corvane::VirtualPrinter {
 
-WebPage::WebPage(const PrinterState& state, const PrintQueue& queue, std::filesystem::path directory)
+WebPage::WebPage(const PrinterState& state, const PrintQueue& queue,
+                 std::filesystem::path directory)
     : state_(state), queue_(queue), directory_(std::move(directory)) {}
 
 WebPage::~WebPage() { Stop(); }

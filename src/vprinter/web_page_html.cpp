@@ -14,11 +14,20 @@ std::string Escaped(const std::string& text) {
   std::string html;
   for (const char c : text) {
     switch (c) {
-      case '&': html += "&amp;"; break;
-      case '<': html += "&lt;"; break;
-      case '>': html += "&gt;"; break;
-      case '"': html += "&quot;"; break;
-      default: html.push_back(c);
+      case '&':
+        html += "&amp;";
+        break;
+      case '<':
+        html += "&lt;";
+        break;
+      case '>':
+        html += "&gt;";
+        break;
+      case '"':
+        html += "&quot;";
+        break;
+      default:
+        html.push_back(c);
     }
   }
   return html;
@@ -30,11 +39,11 @@ std::string Summary(const PrinterState& state, const PrintQueue& queue) {
   char code[8];
   std::snprintf(code, sizeof code, "%02u", state.StatusCode());
   return std::string("Status ") + code + " &middot; " + std::to_string(queue.Remaining()) +
-         " waiting &middot; " + std::to_string(state.Printed()) + " printed<br>Fine adjustments: feed " +
-         Millimetres(s.feedAdjustment) + " mm, cut/strip " + Millimetres(s.cutAdjustment) +
-         " mm, back feed " + Millimetres(s.backfeedAdjustment) + " mm &middot; IPv4 " +
-         Escaped(shown(s.address)) + ", mask " + Escaped(shown(s.netmask)) + ", gateway " +
-         Escaped(shown(s.gateway)) + " &middot; raw port " +
+         " waiting &middot; " + std::to_string(state.Printed()) +
+         " printed<br>Fine adjustments: feed " + Millimetres(s.feedAdjustment) + " mm, cut/strip " +
+         Millimetres(s.cutAdjustment) + " mm, back feed " + Millimetres(s.backfeedAdjustment) +
+         " mm &middot; IPv4 " + Escaped(shown(s.address)) + ", mask " + Escaped(shown(s.netmask)) +
+         ", gateway " + Escaped(shown(s.gateway)) + " &middot; raw port " +
          (s.rawPortOn ? std::to_string(s.rawPort) : std::string("off"));
 }
 

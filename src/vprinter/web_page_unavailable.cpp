@@ -10,7 +10,8 @@ class Server {};
 
 namespace Corvane::VirtualPrinter {
 
-WebPage::WebPage(const PrinterState& state, const PrintQueue& queue, std::filesystem::path directory)
+WebPage::WebPage(const PrinterState& state, const PrintQueue& queue,
+                 std::filesystem::path directory)
     : state_(state), queue_(queue), directory_(std::move(directory)) {}
 
 WebPage::~WebPage() = default;

@@ -90,7 +90,7 @@ TEST(TIFFReaderAgainstLibtiff, FilesOfEveryShapeReadToLibtiffsPixels) {
               "-c " + compression + " " + order + " -r " + std::to_string(rows);
           SCOPED_TRACE(std::string(s.name) + " " + options);
           const auto copy = Vellum::Testing::RunCommand("tiffcp " + options + " '" + ours.string() +
-                                                    "' '" + file.string() + "'");
+                                                        "' '" + file.string() + "'");
           ASSERT_EQ(copy.status, 0) << copy.output;
           Bytes expected = Vellum::Testing::LibtiffPixels(file);
           ASSERT_EQ(expected, image.Data());

@@ -13,7 +13,6 @@
 #include <sstream>
 
 // clang-format off
-// First, so that its own ReadFile is the one its helpers see.
 #include "graphics/tiff_tools.h"
 #include "cli/vellum_binary.h"
 // clang-format on
@@ -80,7 +79,8 @@ Bytes File(const FileCase& c) {
   if (name.ends_with(".jpg")) return WriteJPEG(s, 85);
   if (name.ends_with(".tif"))
     return c.bits == 1 ? WriteTIFF(s, {PHOTOMETRIC_MINISWHITE, COMPRESSION_CCITTFAX4})
-                       : WriteTIFF(s, {c.channels == 3 ? unsigned{PHOTOMETRIC_RGB} : unsigned{PHOTOMETRIC_MINISBLACK},
+                       : WriteTIFF(s, {c.channels == 3 ? unsigned{PHOTOMETRIC_RGB}
+                                                       : unsigned{PHOTOMETRIC_MINISBLACK},
                                        COMPRESSION_LZW});
   if (name.ends_with(".png")) {
     std::vector<std::uint8_t> palette(c.bits == 4 ? 48 : 0);

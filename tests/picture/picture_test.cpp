@@ -12,8 +12,8 @@
 
 #include "graphics/tiff_tools.h"
 #include "picture/exif_orientation.h"
-#include "support/picture_files.h"
 #include "picture/picture_formats.h"
+#include "support/picture_files.h"
 
 namespace Corvane::Picture {
 namespace {

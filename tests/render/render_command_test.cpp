@@ -54,8 +54,8 @@ class RenderTest : public ::testing::Test {
     arguments.insert(arguments.begin(), (dir_ / "job.prn").string());
     Commands::Render(arguments);
     auto tags = ::Vellum::Testing::TiffTags(dir_ / "out.tif");
-    return Brindle::Bitmap(::Vellum::Testing::LibtiffPixels(dir_ / "out.tif"), std::stoul(tags[256]),
-                           std::stoul(tags[257]));
+    return Brindle::Bitmap(::Vellum::Testing::LibtiffPixels(dir_ / "out.tif"),
+                           std::stoul(tags[256]), std::stoul(tags[257]));
   }
 
   // The canvas size, or the message of the failure.

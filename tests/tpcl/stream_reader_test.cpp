@@ -20,12 +20,12 @@ class Transcript : public StreamListener {
     text += "C " + std::string(body) + " @" + std::to_string(end) + "\n";
   }
   void OnGraphics(GraphicsCommand& g, std::uint64_t end) override {
-    text += "G " + std::string(g.longForm ? "long " : "") + g.xField + "," + g.yField + " " +
-            std::to_string(g.width) + "x" + std::to_string(g.height) + " type " + g.typeField +
-            " size " + std::to_string(g.size) +
-            (g.payloadKept ? " data " + std::string(g.payload.begin(), g.payload.end())
-                           : " not kept") +
-            " @" + std::to_string(end) + "\n";
+    text +=
+        "G " + std::string(g.longForm ? "long " : "") + g.xField + "," + g.yField + " " +
+        std::to_string(g.width) + "x" + std::to_string(g.height) + " type " + g.typeField +
+        " size " + std::to_string(g.size) +
+        (g.payloadKept ? " data " + std::string(g.payload.begin(), g.payload.end()) : " not kept") +
+        " @" + std::to_string(end) + "\n";
   }
   void OnError(const std::string& message, std::uint64_t end) override {
     text += "E " + message + " @" + std::to_string(end) + "\n";
@@ -55,8 +55,8 @@ const Case kCases[] = {
      "C WS @5\nC C @9\nC D0330,0500,0300 @30\n"},
     {"a bar inside a body does not end it", "{XS;I,0001,0002C3000|}{A|B|}",
      "C XS;I,0001,0002C3000 @22\nC A|B @28\n"},
-    {"raw graphic: size from the geometry, data may hold braces",
-     "{SG;0010,0020,16,2,1,{|}{|}", "G 0010,0020 16x2 type 1 size 4 data {|}{ @27\n"},
+    {"raw graphic: size from the geometry, data may hold braces", "{SG;0010,0020,16,2,1,{|}{|}",
+     "G 0010,0020 16x2 type 1 size 4 data {|}{ @27\n"},
     {"TOPIX graphic: two-byte size", "{SG;0,0D,8,1,3,\x00\x02\x80\x80|}"s,
      "G 0,0D 8x1 type 3 size 2 data \x80\x80 @21\n"s},
     {"long form: four-byte size and a spare byte, for any type",
@@ -66,13 +66,15 @@ const Case kCases[] = {
     {"M modifier: the next field is the type", "{SG;0,0,8,2,M1,1,ab|}",
      "G 0,0 8x2 type 1 size 2 data ab @21\n"},
     {"bytes outside frames are counted", "junk{WS|}tail",
-     "E 4 bytes outside any command skipped @4\nC WS @9\nE 4 bytes outside any command skipped @13\n"},
+     "E 4 bytes outside any command skipped @4\nC WS @9\nE 4 bytes outside any command skipped "
+     "@13\n"},
     {"a new frame cuts a broken one short", "{C{WS|}",
      "E a command was cut short by the next \"{\" @2\nC WS @7\n"},
     {"graphics header cut short", "{SG;0,0{WS|}",
      "E a graphics command was cut short by the next \"{\" @7\nC WS @12\n"},
     {"no semicolon after SG", "{SGX{WS|}",
-     "E a graphics command lacks the \";\" after \"SG\" @3\nE 1 bytes outside any command skipped @4\n"
+     "E a graphics command lacks the \";\" after \"SG\" @3\nE 1 bytes outside any command skipped "
+     "@4\n"
      "C WS @9\n"},
     {"field too long", "{SG;1234567,{WS|}",
      "E a graphics command has a field longer than 6 characters @10\n"
@@ -107,10 +109,10 @@ TEST(StreamReader, LimitsSkipWithoutLosingStep) {
   limits.maxCommandBytes = 4;
   limits.maxPayloadBytes = 3;
   EXPECT_EQ(Read("{ABCDEF|}{SG;0,0,8,4,1,abcd|}{SG;0,0,8,2,1,{{|}", 5, limits),
-             "E a command longer than 4 bytes was skipped @6\n"
-             "E 3 bytes outside any command skipped @9\n"
-             "E a graphic of 4 bytes of data, over the limit of 3, was skipped @29\n"
-             "G 0,0 8x2 type 1 size 2 data {{ @47\n");
+            "E a command longer than 4 bytes was skipped @6\n"
+            "E 3 bytes outside any command skipped @9\n"
+            "E a graphic of 4 bytes of data, over the limit of 3, was skipped @29\n"
+            "G 0,0 8x2 type 1 size 2 data {{ @47\n");
   limits = {};
   limits.keepPayloads = false;
   EXPECT_EQ(Read("{SG;0,0,8,2,1,ab|}", 7, limits), "G 0,0 8x2 type 1 size 2 not kept @18\n");

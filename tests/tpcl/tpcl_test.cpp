@@ -7,10 +7,10 @@
 #include <sstream>
 
 #include "core/exception.h"
+#include "support/process.h"
 #include "tpcl/command.h"
 #include "tpcl/escape.h"
 #include "tpcl/printer_status.h"
-#include "support/process.h"
 
 namespace Corvane::TPCLCommands {
 namespace {

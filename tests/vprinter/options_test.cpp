@@ -11,10 +11,11 @@ namespace {
 std::string Outcome(const std::vector<std::string>& arguments) {
   try {
     const ServerOptions o = ParseCommandLine(arguments).server;
-    return o.host + ":" + o.port + " " + o.output.string() + " status " + std::to_string(o.statusCode) +
-           " " + std::to_string(o.dotsPerInch) + "dpi" + (o.http ? " http " + o.httpHost + ":" + o.httpPort : "") +
-           (o.json ? " json" : "") + (o.previews ? "" : " no-previews") + (o.png ? "" : " no-png") +
-           " " + std::to_string(o.maxConnections) + " " + std::to_string(o.maxLabelBytes >> 20) + " " +
+    return o.host + ":" + o.port + " " + o.output.string() + " status " +
+           std::to_string(o.statusCode) + " " + std::to_string(o.dotsPerInch) + "dpi" +
+           (o.http ? " http " + o.httpHost + ":" + o.httpPort : "") + (o.json ? " json" : "") +
+           (o.previews ? "" : " no-previews") + (o.png ? "" : " no-png") + " " +
+           std::to_string(o.maxConnections) + " " + std::to_string(o.maxLabelBytes >> 20) + " " +
            std::to_string(o.maxPayloadBytes >> 20) + " " + std::to_string(o.printTime.count());
   } catch (const OptionException& e) {
     return e.what();

@@ -8,11 +8,9 @@
 #include <sstream>
 #include <thread>
 
-// First, so that its own ReadFile is the one its helpers see.
-#include "graphics/tiff_tools.h"
-
 #include "cli/vellum_binary.h"
 #include "graphics/image.h"
+#include "graphics/tiff_tools.h"
 #include "support/virtual_printer.h"
 
 namespace Vellum::Testing {
@@ -31,8 +29,9 @@ const bool kScratchInMemory = [] {
 const fs::path kSamples = fs::path(VELLUM_SOURCE_DIR) / "samples";
 
 // A 10 x 5 mm label with a 16 x 2 dot raw graphic, issued once.
-const std::string kSmallJob = "{D0050,0100,0040|}\n{C|}\n{SG;0000,0000,16,2,1,\xff\x0f\xf0\x01|}\n"
-                              "{XS;I,0001,0002C3000|}\n";
+const std::string kSmallJob =
+    "{D0050,0100,0040|}\n{C|}\n{SG;0000,0000,16,2,1,\xff\x0f\xf0\x01|}\n"
+    "{XS;I,0001,0002C3000|}\n";
 
 std::string Vellum(const VirtualPrinter& printer, std::vector<std::string> arguments,
                    const std::string& input = "") {
@@ -57,7 +56,8 @@ Brindle::Image ReadTIFF(const fs::path& path) {
 }
 
 // The PNG's pixels as one byte per dot, 1 for black.
-std::vector<unsigned char> PNGDots(const fs::path& path, std::uint32_t& width, std::uint32_t& height) {
+std::vector<unsigned char> PNGDots(const fs::path& path, std::uint32_t& width,
+                                   std::uint32_t& height) {
   png_image image{};
   image.version = PNG_IMAGE_VERSION;
   if (!png_image_begin_read_from_file(&image, path.c_str())) return {};
@@ -89,8 +89,8 @@ TEST(VirtualPrinterBinary, AnswersEveryPrinterCommandOfVellum) {
   // The status changes while the printer runs through its status file.
   for (const auto& [written, shown] : {std::pair{"06", "6"}, {"2\n", "2"}, {"00", "0"}}) {
     std::ofstream(out / "status") << written;
-    EXPECT_EQ(Vellum(printer, {"getstatus"}), std::string("Status code: ") + shown +
-                                                  "\nRemaining count: 0\n");
+    EXPECT_EQ(Vellum(printer, {"getstatus"}),
+              std::string("Status code: ") + shown + "\nRemaining count: 0\n");
   }
 
   Vellum(printer, {"setfineadjustments", "1.5", "-2", "0.3"});
@@ -99,9 +99,10 @@ TEST(VirtualPrinterBinary, AnswersEveryPrinterCommandOfVellum) {
   // Each command is its own connection: the log says when the last one is done.
   ASSERT_TRUE(printer.WaitForLog("raw port switched off")) << printer.Log();
   std::string state = Slurp(out / "printer-state.txt");
-  for (const char* line : {"feed-adjustment: +1.5 mm", "cut-adjustment: -2.0 mm",
-                           "backfeed-adjustment: +0.3 mm", "ip-address: 192.168.10.5",
-                           "subnet-mask: 255.255.255.0", "gateway: 192.168.10.1", "raw-port: off"}) {
+  for (const char* line :
+       {"feed-adjustment: +1.5 mm", "cut-adjustment: -2.0 mm", "backfeed-adjustment: +0.3 mm",
+        "ip-address: 192.168.10.5", "subnet-mask: 255.255.255.0", "gateway: 192.168.10.1",
+        "raw-port: off"}) {
     EXPECT_NE(state.find(line), std::string::npos) << line << " in\n" << state;
   }
   Vellum(printer, {"setport", "9101"});
@@ -117,10 +118,11 @@ TEST(VirtualPrinterBinary, AnswersEveryPrinterCommandOfVellum) {
   EXPECT_EQ(Slurp(out / "label-000002.prn"), Slurp(kSamples / "small_label.prn"));
   EXPECT_EQ(Slurp(out / "label-000003.prn"), kSmallJob);
   const std::string log = printer.Log();
-  for (const char* line : {"{ZZ;1|}: unknown command, skipped", "{T;21C30|}: feed: blank label label-000001",
-                           "{WS|}: status request: answered status 06, remaining 0",
-                           "label-000003 printed (label 1 of 1): label-000003.tif, label-000003.png, "
-                           "label-000003.prn"}) {
+  for (const char* line :
+       {"{ZZ;1|}: unknown command, skipped", "{T;21C30|}: feed: blank label label-000001",
+        "{WS|}: status request: answered status 06, remaining 0",
+        "label-000003 printed (label 1 of 1): label-000003.tif, label-000003.png, "
+        "label-000003.prn"}) {
     EXPECT_NE(log.find(line), std::string::npos) << line << " in\n" << log;
   }
   EXPECT_EQ(printer.Stop(SIGTERM), 0);
@@ -137,8 +139,8 @@ TEST(VirtualPrinterBinary, PreviewsAreRendersDotForDot) {
     for (int label = 1; label <= 2; ++label) {
       const std::string sample = label == 1 ? "small_label.prn" : "shipping_label.prn";
       const fs::path rendered = dir / "render.tif";
-      const ProcessResult render = RunVellum(
-          {"render", "-r", dpi, "-o", rendered.string(), (kSamples / sample).string()});
+      const ProcessResult render =
+          RunVellum({"render", "-r", dpi, "-o", rendered.string(), (kSamples / sample).string()});
       ASSERT_EQ(render.status, 0) << render.err;
       const fs::path tiff = dir / "labels" / ("label-00000" + std::to_string(label) + ".tif");
       const Brindle::Image ours = ReadTIFF(tiff), theirs = ReadTIFF(rendered);
@@ -147,7 +149,8 @@ TEST(VirtualPrinterBinary, PreviewsAreRendersDotForDot) {
       EXPECT_TRUE(Dots(ours) == Dots(theirs)) << sample << " at " << dpi;
       EXPECT_EQ(ours.HorizontalResolution(), std::stoul(dpi));
       std::uint32_t width = 0, height = 0;
-      const std::vector<unsigned char> png = PNGDots(fs::path(tiff).replace_extension(".png"), width, height);
+      const std::vector<unsigned char> png =
+          PNGDots(fs::path(tiff).replace_extension(".png"), width, height);
       EXPECT_EQ(width, ours.Width());
       EXPECT_EQ(height, ours.Height());
       EXPECT_TRUE(png == Dots(ours)) << sample << " at " << dpi;
@@ -157,7 +160,8 @@ TEST(VirtualPrinterBinary, PreviewsAreRendersDotForDot) {
 
 TEST(VirtualPrinterBinary, HostileInputIsRefusedAndServingGoesOn) {
   TempDir dir;
-  VirtualPrinter printer(kPrinter, dir / "labels", {"--max-payload-mb", "1", "--max-label-mb", "1"});
+  VirtualPrinter printer(kPrinter, dir / "labels",
+                         {"--max-payload-mb", "1", "--max-label-mb", "1"});
   const std::string shipping = Slurp(kSamples / "shipping_label.prn");
   const std::string huge = std::string("{SG0;0,0,8,8,3,\x00\x20\x00\x00\x00", 20);
   const std::string hostile[] = {
@@ -180,16 +184,15 @@ TEST(VirtualPrinterBinary, HostileInputIsRefusedAndServingGoesOn) {
   EXPECT_EQ(CountFiles(dir / "labels", ".prn"), 1u);
   EXPECT_EQ(Slurp(dir / "labels" / "label-000001.prn"), shipping);
   const std::string log = printer.Log();
-  for (const char* refusal : {"5000 bytes outside any command skipped",
-                              "over the limit of 1048576; label size not changed",
-                              "an issue before any label size; nothing printed",
-                              "a graphic of 2097152 bytes of data, over the limit of 1048576, was skipped",
-                              "a graphics command has a field longer than 6 characters",
-                              "a graphics command of type \"5\" gives no size for its data",
-                              "not a label size command", "the stream ended after",
-                              "a job that was never issued was dropped",
-                              "a command was cut short by the next \"{\"\n",
-                              "refused: the same again 199998 times"}) {
+  for (const char* refusal :
+       {"5000 bytes outside any command skipped",
+        "over the limit of 1048576; label size not changed",
+        "an issue before any label size; nothing printed",
+        "a graphic of 2097152 bytes of data, over the limit of 1048576, was skipped",
+        "a graphics command has a field longer than 6 characters",
+        "a graphics command of type \"5\" gives no size for its data", "not a label size command",
+        "the stream ended after", "a job that was never issued was dropped",
+        "a command was cut short by the next \"{\"\n", "refused: the same again 199998 times"}) {
     EXPECT_NE(log.find(refusal), std::string::npos) << refusal << " in\n" << log.substr(0, 4000);
   }
 }

@@ -28,18 +28,22 @@ class SessionTest : public ::testing::Test {
  protected:
   Session& Open(SessionOptions options = {}) {
     if (options.recordDirectory.empty()) options.recordDirectory = dir_.path();
-    sessions_.push_back(std::make_unique<Session>(sessions_.size() + 1, state_, labels_, log_, options));
+    sessions_.push_back(
+        std::make_unique<Session>(sessions_.size() + 1, state_, labels_, log_, options));
     return *sessions_.back();
   }
   static std::string Feed(Session& session, const std::string& bytes, std::size_t piece) {
     std::string replies;
     for (std::size_t i = 0; i < bytes.size(); i += piece) {
       const std::string part = bytes.substr(i, piece);
-      replies += session.Receive({reinterpret_cast<const unsigned char*>(part.data()), part.size()});
+      replies +=
+          session.Receive({reinterpret_cast<const unsigned char*>(part.data()), part.size()});
     }
     return replies;
   }
-  bool Logged(const std::string& text) const { return logText_.str().find(text) != std::string::npos; }
+  bool Logged(const std::string& text) const {
+    return logText_.str().find(text) != std::string::npos;
+  }
 
   TempDir dir_;
   PrinterState state_{dir_.path(), 0};
@@ -50,11 +54,22 @@ class SessionTest : public ::testing::Test {
 };
 
 const std::string kJob =
-    "{D0050,0100,0040|}\r\n{C|}\r\n{SG;0000,0000,16,2,1,\xff\x0f\xf0\x01|}\r\n{XS;I,0003,0002C3000|}\r\n";
+    "{D0050,0100,0040|}\r\n{C|}\r\n{SG;0000,0000,16,2,1,\xff\x0f\xf0\x01|}\r\n{XS;I,0003,0002C3000|"
+    "}\r\n";
 
 TEST_F(SessionTest, StatusReplyCarriesCodeAndRemainingCount) {
-  EXPECT_EQ(StatusReply(6, 12), "\x01\x02" "06" "0" "0012" "\x03\x04\n\r"s);
-  EXPECT_EQ(StatusReply(0, 123456), "\x01\x02" "00" "0" "9999" "\x03\x04\n\r"s);
+  EXPECT_EQ(StatusReply(6, 12),
+            "\x01\x02"
+            "06"
+            "0"
+            "0012"
+            "\x03\x04\n\r"s);
+  EXPECT_EQ(StatusReply(0, 123456),
+            "\x01\x02"
+            "00"
+            "0"
+            "9999"
+            "\x03\x04\n\r"s);
   Session& session = Open();
   state_.SetStatusCode(43);
   labels_.remaining = 7;
@@ -97,21 +112,23 @@ TEST_F(SessionTest, SettingsFeedsAndRefusals) {
        "{XS;I,0001,0002C3000|}{D0000,0100,0000|}{D0050,0100,0040|}{T;00C30|}{XS;I,0000|}",
        3);
   const Settings s = state_.CurrentSettings();
-  EXPECT_EQ(std::tie(s.feedAdjustment, s.cutAdjustment, s.backfeedAdjustment), std::tuple(15, -20, 3));
-  EXPECT_EQ(s.address + " " + s.netmask + " " + s.gateway, "192.168.10.5 255.255.255.0 192.168.10.1");
+  EXPECT_EQ(std::tie(s.feedAdjustment, s.cutAdjustment, s.backfeedAdjustment),
+            std::tuple(15, -20, 3));
+  EXPECT_EQ(s.address + " " + s.netmask + " " + s.gateway,
+            "192.168.10.5 255.255.255.0 192.168.10.1");
   EXPECT_FALSE(s.rawPortOn);
   ASSERT_EQ(labels_.jobs.size(), 2u);
   EXPECT_FALSE(labels_.jobs[0].image) << "a feed before any label size has no picture";
   EXPECT_EQ(labels_.jobs[0].record->Read(), "{T;21C30|}");
   ASSERT_TRUE(labels_.jobs[1].image);
   EXPECT_EQ(labels_.jobs[1].image->Width(), 80u);
-  for (const char* line : {"{IP;2,300,0,0,0|}: refused: not an IPv4 setting",
-                           "{AX;1|}: refused: not a fine adjustment command",
-                           "{ZZ|}: unknown command, skipped",
-                           "refused: a graphic before any label size; skipped",
-                           "refused: an issue before any label size; nothing printed",
-                           "refused: a label of no width or no length cannot be printed",
-                           "issue of 0 copies: nothing printed"}) {
+  for (const char* line :
+       {"{IP;2,300,0,0,0|}: refused: not an IPv4 setting",
+        "{AX;1|}: refused: not a fine adjustment command", "{ZZ|}: unknown command, skipped",
+        "refused: a graphic before any label size; skipped",
+        "refused: an issue before any label size; nothing printed",
+        "refused: a label of no width or no length cannot be printed",
+        "issue of 0 copies: nothing printed"}) {
     EXPECT_TRUE(Logged(line)) << line << " in\n" << logText_.str();
   }
   // A new connection prints at the last label size without sending one.
@@ -136,7 +153,8 @@ TEST_F(SessionTest, RecordsAreFilesThatGoWithTheirLastLabel) {
   session.Received(stream.size());
   ASSERT_EQ(labels_.jobs.size(), 6u);
   for (const LabelJob& label : labels_.jobs) EXPECT_EQ(label.record->Read(), kJob);
-  EXPECT_EQ(labels_.jobs[0].record, labels_.jobs[2].record) << "the copies of a job share its record";
+  EXPECT_EQ(labels_.jobs[0].record, labels_.jobs[2].record)
+      << "the copies of a job share its record";
   EXPECT_EQ(recordFiles(), 3) << "two issued jobs and the one in progress";
   session.Close("done");
   labels_.jobs.clear();

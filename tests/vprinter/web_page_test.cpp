@@ -29,7 +29,8 @@ std::string Get(std::uint16_t port, const std::string& path) {
   std::string response;
   if (connect(fd, reinterpret_cast<sockaddr*>(&address), sizeof address) == 0) {
     const std::string request = "GET " + path + " HTTP/1.0\r\nHost: 127.0.0.1\r\n\r\n";
-    if (send(fd, request.data(), request.size(), MSG_NOSIGNAL) == static_cast<ssize_t>(request.size())) {
+    if (send(fd, request.data(), request.size(), MSG_NOSIGNAL) ==
+        static_cast<ssize_t>(request.size())) {
       char buffer[65536];
       for (ssize_t n; (n = recv(fd, buffer, sizeof buffer, 0)) > 0;) response.append(buffer, n);
     }
@@ -57,8 +58,8 @@ bool Screenshot(const fs::path& work, std::uint16_t port, const fs::path& file) 
   const fs::path profile = work / ("profile-" + file.stem().string());
   fs::create_directories(profile);
   const ProcessResult browser = RunProcess(
-      {"/usr/bin/timeout", "120", "/usr/bin/chromium", "--headless", "--no-sandbox", "--disable-gpu",
-       "--disable-quic", "--no-first-run", "--disable-background-networking",
+      {"/usr/bin/timeout", "120", "/usr/bin/chromium", "--headless", "--no-sandbox",
+       "--disable-gpu", "--disable-quic", "--no-first-run", "--disable-background-networking",
        "--disable-component-update", "--disable-sync", "--user-data-dir=" + profile.string(),
        "--window-size=900,1400", "--screenshot=" + file.string(),
        "http://127.0.0.1:" + std::to_string(port) + "/"});
@@ -74,7 +75,8 @@ class WebPageTest : public ::testing::Test {
   }
 
   void PrintSample() {
-    std::ifstream in(std::string(VELLUM_SOURCE_DIR) + "/samples/shipping_label.prn", std::ios::binary);
+    std::ifstream in(std::string(VELLUM_SOURCE_DIR) + "/samples/shipping_label.prn",
+                     std::ios::binary);
     std::stringstream job;
     job << in.rdbuf();
     SendTo(printer_->Port(), job.str());
@@ -89,10 +91,10 @@ TEST_F(WebPageTest, ListsLabelsWithTheirPicturesAndLogs) {
   EXPECT_NE(Get(printer_->HttpPort(), "/").find("No label printed yet."), std::string::npos);
   PrintSample();
   const std::string page = Get(printer_->HttpPort(), "/");
-  for (const char* piece : {"200 OK", "<img src=\"/labels/label-000001.png\"",
-                            "{D1530,1000,1500|}: label size 100.0 x 153.0 mm",
-                            "{XS;I,0001,0002C3000|}: issue: 1 label, label-000001",
-                            "http-equiv=\"refresh\""}) {
+  for (const char* piece :
+       {"200 OK", "<img src=\"/labels/label-000001.png\"",
+        "{D1530,1000,1500|}: label size 100.0 x 153.0 mm",
+        "{XS;I,0001,0002C3000|}: issue: 1 label, label-000001", "http-equiv=\"refresh\""}) {
     EXPECT_NE(page.find(piece), std::string::npos) << piece << " in\n" << page;
   }
   std::ifstream png(dir_ / "labels" / "label-000001.png", std::ios::binary);
@@ -100,7 +102,8 @@ TEST_F(WebPageTest, ListsLabelsWithTheirPicturesAndLogs) {
   bytes << png.rdbuf();
   const std::string served = Get(printer_->HttpPort(), "/labels/label-000001.png");
   EXPECT_TRUE(served.ends_with("\r\n\r\n" + bytes.str()));
-  EXPECT_NE(Get(printer_->HttpPort(), "/labels/../printer-state.txt").find("404"), std::string::npos);
+  EXPECT_NE(Get(printer_->HttpPort(), "/labels/../printer-state.txt").find("404"),
+            std::string::npos);
 }
 
 TEST_F(WebPageTest, ChromiumShowsTheLabel) {

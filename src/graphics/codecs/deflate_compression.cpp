@@ -271,8 +271,7 @@ template <bool kBmi2>
       distanceEntry = Lookup(distanceEntries, pairBits, distanceMask, distanceBits);
       if (!(distanceEntry & Table::kBase)) break;
     }
-    const std::uint32_t distance =
-        Table::Value(distanceEntry) + extra(distanceEntry, pairBits);
+    const std::uint32_t distance = Table::Value(distanceEntry) + extra(distanceEntry, pairBits);
     if (distance > static_cast<std::size_t>(out - windowStart)) break;
     bits = pairBits >> Table::Shift(distanceEntry);
     count -= entry + distanceEntry;

@@ -228,7 +228,8 @@ void HuffmanTable::PairLiterals() {
     const std::uint32_t firstBits = Bits(first);
     const Entry second = entries_[i >> firstBits];
     if (!IsLiteral(second) || Bits(second) > mainBits_ - firstBits) continue;
-    entries_[i] = first + Bits(second) + (std::uint32_t{LiteralByte(second)} << 16) + kSecondLiteral;
+    entries_[i] =
+        first + Bits(second) + (std::uint32_t{LiteralByte(second)} << 16) + kSecondLiteral;
   }
 }
 

@@ -37,8 +37,7 @@ class HuffmanTable {
     if (reader.Available() >= mainBits_) {
       const std::uint32_t main = reader.Peek(mainBits_);
       Entry entry = entries_[main];
-      if (!IsLiteral(entry) && (entry & kPointer) &&
-          reader.Available() >= mainBits_ + subBits_) {
+      if (!IsLiteral(entry) && (entry & kPointer) && reader.Available() >= mainBits_ + subBits_) {
         entry = entries_[PointerStart(entry) + (reader.Peek(mainBits_ + subBits_) >> mainBits_)];
       }
       if (CodeLength(entry) != 0 && (IsLiteral(entry) || !(entry & kPointer))) {

@@ -9,7 +9,7 @@ namespace Ashgrove {
 namespace {
 constexpr std::size_t kFirstStep = std::size_t{1} << 10;
 constexpr std::size_t kGrowthStep = std::size_t{1} << 18;
-}
+}  // namespace
 
 RollingOutputBuffer::RollingOutputBuffer(std::ostream& output)
     : output_(output), owned_(kStorageSize), buffer_(owned_.data()), end_(kStorageSize) {}
