@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "graphics/codecs/deflate_stream_bit_reader.h"
+#include "graphics/codecs/deflate_symbols.h"
 #include "graphics/codecs/exception.h"
 #include "graphics/codecs/huffman_table.h"
 #include "graphics/codecs/rolling_output_buffer.h"
@@ -73,18 +74,10 @@ constexpr std::uint32_t kEndOfBlock = 256;
 constexpr std::uint32_t kLastLengthCode = 285;
 constexpr std::uint32_t kLastDistanceCode = 29;
 
-// RFC 1951, 3.2.5: base and extra bits of length codes 257-285 and
-// distance codes 0-29.
-constexpr std::uint16_t kLengthBase[] = {3,  4,  5,  6,   7,   8,   9,   10,  11, 13,
-                                         15, 17, 19, 23,  27,  31,  35,  43,  51, 59,
-                                         67, 83, 99, 115, 131, 163, 195, 227, 258};
-constexpr std::uint8_t kLengthExtra[] = {0, 0, 0, 0, 0, 0, 0, 0, 1, 1, 1, 1, 2, 2, 2,
-                                         2, 3, 3, 3, 3, 4, 4, 4, 4, 5, 5, 5, 5, 0};
-constexpr std::uint16_t kDistanceBase[] = {
-    1,   2,   3,   4,   5,   7,    9,    13,   17,   25,   33,   49,   65,    97,    129,
-    193, 257, 385, 513, 769, 1025, 1537, 2049, 3073, 4097, 6145, 8193, 12289, 16385, 24577};
-constexpr std::uint8_t kDistanceExtra[] = {0, 0, 0, 0, 1, 1, 2, 2,  3,  3,  4,  4,  5,  5,  6,
-                                           6, 7, 7, 8, 8, 9, 9, 10, 10, 11, 11, 12, 12, 13, 13};
+using DeflateSymbols::kDistanceBase;
+using DeflateSymbols::kDistanceExtra;
+using DeflateSymbols::kLengthBase;
+using DeflateSymbols::kLengthExtra;
 // The order in which HCLEN code-length code lengths are stored.
 constexpr std::uint8_t kCodeLengthOrder[] = {16, 17, 18, 0, 8,  7, 9,  6, 10, 5,
                                              11, 4,  12, 3, 13, 2, 14, 1, 15};
