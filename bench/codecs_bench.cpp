@@ -166,16 +166,8 @@ void DeflateDecode(benchmark::State& state, std::size_t payload, int level, bool
     if (output != p.bytes) state.SkipWithError("our output differs");
   } else {
     output.resize(p.bytes.size());
-    Measure(state, row, false, p.bytes.size(), [&] {
-      z_stream stream{};
-      inflateInit2(&stream, -15);
-      stream.next_in = const_cast<unsigned char*>(compressed.data());
-      stream.avail_in = static_cast<uInt>(compressed.size());
-      stream.next_out = output.data();
-      stream.avail_out = static_cast<uInt>(output.size());
-      inflate(&stream, Z_FINISH);
-      inflateEnd(&stream);
-    });
+    Measure(state, row, false, p.bytes.size(),
+            [&] { Vellum::Bench::ZlibInflateRaw(compressed, output); });
   }
 }
 
@@ -222,19 +214,8 @@ void LzwEncode(benchmark::State& state, std::size_t payload, bool ours) {
     Bytes output;
     output.reserve(p.bytes.size());
     Measure(state, row, false, p.bytes.size(), [&] {
-      output.clear();
-      Vellum::Bench::MemoryTiff memory(output);
-      TIFF* tiff = memory.Open("w");
-      TIFFSetField(tiff, TIFFTAG_IMAGEWIDTH, static_cast<std::uint32_t>(p.bytes.size() / p.height));
-      TIFFSetField(tiff, TIFFTAG_IMAGELENGTH, p.height);
-      TIFFSetField(tiff, TIFFTAG_BITSPERSAMPLE, 8);
-      TIFFSetField(tiff, TIFFTAG_SAMPLESPERPIXEL, 1);
-      TIFFSetField(tiff, TIFFTAG_ROWSPERSTRIP, p.height);
-      TIFFSetField(tiff, TIFFTAG_PHOTOMETRIC, PHOTOMETRIC_MINISBLACK);
-      TIFFSetField(tiff, TIFFTAG_COMPRESSION, COMPRESSION_LZW);
-      TIFFWriteEncodedStrip(tiff, 0, const_cast<unsigned char*>(p.bytes.data()),
-                            static_cast<tmsize_t>(p.bytes.size()));
-      TIFFClose(tiff);
+      Vellum::Bench::LibtiffLzwStrip(output, static_cast<std::uint32_t>(p.bytes.size() / p.height),
+                                     p.height, 8, p.bytes);
     });
   }
 }

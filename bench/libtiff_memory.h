@@ -1,10 +1,12 @@
 // libtiff on the benchmarks' side of the comparisons: writing a TIFF file
 // into memory (TIFFClientOpen over a byte vector), so that its encoders can
 // be timed into the same kind of destination as ours, with no file system in
-// the way, and reading a whole file the way our reader does.
+// the way, and reading a whole file the way our reader does; and zlib's
+// inflate as a reference for our Deflate decoder.
 #pragma once
 
 #include <tiffio.h>
+#include <zlib.h>
 
 #include <algorithm>
 #include <cstdint>
@@ -76,6 +78,39 @@ inline std::size_t ReadLibtiff(const std::string& path) {
   }
   TIFFClose(tiff);
   return static_cast<std::size_t>(used);
+}
+
+// libtiff writing `data` (rows of `bits`-bit grey, one sample a pixel) as one
+// LZW strip of a TIFF file into `out`.
+inline void LibtiffLzwStrip(std::vector<unsigned char>& out, std::uint32_t width,
+                            std::uint32_t height, std::uint16_t bits,
+                            const std::vector<unsigned char>& data) {
+  out.clear();
+  MemoryTiff memory(out);
+  TIFF* tiff = memory.Open("w");
+  TIFFSetField(tiff, TIFFTAG_IMAGEWIDTH, width);
+  TIFFSetField(tiff, TIFFTAG_IMAGELENGTH, height);
+  TIFFSetField(tiff, TIFFTAG_BITSPERSAMPLE, bits);
+  TIFFSetField(tiff, TIFFTAG_SAMPLESPERPIXEL, 1);
+  TIFFSetField(tiff, TIFFTAG_ROWSPERSTRIP, height);
+  TIFFSetField(tiff, TIFFTAG_PHOTOMETRIC, PHOTOMETRIC_MINISBLACK);
+  TIFFSetField(tiff, TIFFTAG_COMPRESSION, COMPRESSION_LZW);
+  TIFFWriteEncodedStrip(tiff, 0, const_cast<unsigned char*>(data.data()),
+                        static_cast<tmsize_t>(data.size()));
+  TIFFClose(tiff);
+}
+
+// zlib inflating raw Deflate `packed` into `out`, which has the output's size.
+inline void ZlibInflateRaw(const std::vector<unsigned char>& packed,
+                           std::vector<unsigned char>& out) {
+  z_stream stream{};
+  inflateInit2(&stream, -15);
+  stream.next_in = const_cast<unsigned char*>(packed.data());
+  stream.avail_in = static_cast<uInt>(packed.size());
+  stream.next_out = out.data();
+  stream.avail_out = static_cast<uInt>(out.size());
+  inflate(&stream, Z_FINISH);
+  inflateEnd(&stream);
 }
 
 }  // namespace Vellum::Bench

@@ -286,69 +286,43 @@ void TiffReadPerProcess(const std::string& work, double goal) {
 
 // ---- codecs -------------------------------------------------------------------------
 
-void RawDeflate(const std::string& work, const char* name, const Bytes& payload, double goal) {
+// Our Deflate decoder onto a vector reserved to the output size, against
+// `reference` decoding the same raw stream into a buffer of that size.
+template <typename Reference>
+void DeflatePair(const std::string& work, const char* name, const Bytes& payload, double goal,
+                 Reference reference) {
   const Bytes packed = Zlib(payload.data(), payload.size(), -15);
   Ashgrove::DeflateCompression codec;
   Bytes ours;
   ours.reserve(payload.size() + Ashgrove::DeflateCompression::kOutputSlack);
   Bytes theirs(payload.size());
-  libdeflate_decompressor* decompressor = libdeflate_alloc_decompressor();
   Pair(
       work, name,
       [&] {
         ours.clear();
         codec.DecompressBytes(packed.data(), packed.size(), ours);
       },
-      [&] {
-        std::size_t got = 0;
-        libdeflate_deflate_decompress(decompressor, packed.data(), packed.size(), theirs.data(),
-                                      theirs.size(), &got);
-      },
-      goal);
-  libdeflate_free_decompressor(decompressor);
+      [&] { reference(packed, theirs); }, goal);
   if (ours != payload || theirs != payload) std::printf("%s: output differs\n", name);
 }
 
+void RawDeflate(const std::string& work, const char* name, const Bytes& payload, double goal) {
+  libdeflate_decompressor* decompressor = libdeflate_alloc_decompressor();
+  DeflatePair(work, name, payload, goal, [decompressor](const Bytes& packed, Bytes& out) {
+    std::size_t got = 0;
+    libdeflate_deflate_decompress(decompressor, packed.data(), packed.size(), out.data(),
+                                  out.size(), &got);
+  });
+  libdeflate_free_decompressor(decompressor);
+}
+
 void ZlibDeflate(const std::string& work, const char* name, const Bytes& payload, double goal) {
-  const Bytes packed = Zlib(payload.data(), payload.size(), -15);
-  Ashgrove::DeflateCompression codec;
-  Bytes ours;
-  ours.reserve(payload.size() + Ashgrove::DeflateCompression::kOutputSlack);
-  Bytes theirs(payload.size());
-  Pair(
-      work, name,
-      [&] {
-        ours.clear();
-        codec.DecompressBytes(packed.data(), packed.size(), ours);
-      },
-      [&] {
-        z_stream stream{};
-        inflateInit2(&stream, -15);
-        stream.next_in = const_cast<unsigned char*>(packed.data());
-        stream.avail_in = static_cast<uInt>(packed.size());
-        stream.next_out = theirs.data();
-        stream.avail_out = static_cast<uInt>(theirs.size());
-        inflate(&stream, Z_FINISH);
-        inflateEnd(&stream);
-      },
-      goal);
+  DeflatePair(work, name, payload, goal, Vellum::Bench::ZlibInflateRaw);
 }
 
 // libtiff writing one LZW strip of the picture into memory.
 void LibtiffLzwInMemory(const Picture& p, Bytes& out) {
-  out.clear();
-  Vellum::Bench::MemoryTiff memory(out);
-  TIFF* tiff = memory.Open("w");
-  TIFFSetField(tiff, TIFFTAG_IMAGEWIDTH, p.width);
-  TIFFSetField(tiff, TIFFTAG_IMAGELENGTH, p.height);
-  TIFFSetField(tiff, TIFFTAG_BITSPERSAMPLE, p.bits);
-  TIFFSetField(tiff, TIFFTAG_SAMPLESPERPIXEL, 1);
-  TIFFSetField(tiff, TIFFTAG_ROWSPERSTRIP, p.height);
-  TIFFSetField(tiff, TIFFTAG_PHOTOMETRIC, PHOTOMETRIC_MINISBLACK);
-  TIFFSetField(tiff, TIFFTAG_COMPRESSION, COMPRESSION_LZW);
-  TIFFWriteEncodedStrip(tiff, 0, const_cast<unsigned char*>(p.bytes.data()),
-                        static_cast<tmsize_t>(p.bytes.size()));
-  TIFFClose(tiff);
+  Vellum::Bench::LibtiffLzwStrip(out, p.width, p.height, p.bits, p.bytes);
 }
 
 void LzwEncode(const std::string& work, const Picture& p, double goal) {
