@@ -137,7 +137,6 @@ TEST_F(RenderTest, ArgumentsAndJobsGiveACanvasOrAMessage) {
       {{"-r", "600"}, kLabel, "1824x1219"},
       {{}, "{D1500,1000,1470,1000|}\r\n", "800x1200"},  // CR LF, the optional fourth number
       {{"-r", "204"}, kLabel, "Invalid value for argument \"204\": Invalid resolution"},
-      {{"-r", "300dpcm"}, kLabel, "Invalid value for argument \"300dpcm\": Invalid resolution"},
       {{"-r", "abc"}, kLabel, "Invalid value for argument \"abc\": Invalid resolution"},
       {{"-r", "203", "-r", "203"}, kLabel, "Multiple resolution arguments specified"},
       {{"-r"}, kLabel, "Expected resolution after '-r'"},
