@@ -125,9 +125,7 @@ TEST_P(FilterRoundTrip, RenderedLabelHasTheLibrarysDots) {
 
 INSTANTIATE_TEST_SUITE_P(
     Formats, FilterRoundTrip,
-    testing::Values(FormatCase{"Grey203Threshold", CUPS_CSPACE_W, 8, 1, 203, 30, 12, "Threshold",
-                               "Normal", Brindle::kFixedThresholdMethod, 3},
-                    FormatCase{"SGrey305Screen1", CUPS_CSPACE_SW, 8, 1, 305, 20, 12, "Screen1",
+    testing::Values(FormatCase{"SGrey305Screen1", CUPS_CSPACE_SW, 8, 1, 305, 20, 12, "Screen1",
                                "Normal", Brindle::kFirstScreenMethod, 3},
                     FormatCase{"Grey609Screen32", CUPS_CSPACE_W, 8, 1, 609, 20, 10, "Screen32",
                                "Normal", Brindle::kThirtyTwoScreenMethod, 3},
